@@ -23,8 +23,8 @@ using NetManagerStandard::DistNetInterfaceCode;
 constexpr std::chrono::milliseconds DEFAULT_LIMIT{30'000};
 constexpr std::chrono::milliseconds CLOSE_LIMIT{1'000};
 
-// The smallest size of an encoded device. It bounds the number of devices that an answer may claim, so that a hostile
-// answer cannot make this process reserve much memory.
+// The smallest size of an encoded device, in bytes. An answer that claims more devices than its remaining bytes can
+// contain is rejected, so that a hostile answer cannot make this process reserve much memory.
 constexpr size_t MIN_DEVICE_SIZE = 48;
 
 bool ReadDevice(MessageParcel& reply, Device& device)
@@ -104,8 +104,8 @@ public:
             });
     }
 
-    // Sends a request of ability 1164. Writes the parameter answer only on success. extra: how long the daemon may wait
-    // before it answers; this time is added to limit_.
+    // Sends a request to ability 1164. Sets answer only on success. extra: how long the daemon may wait before it
+    // answers; limit_ is extended by this time.
     template <typename Answer>
     CallResult Ask(HostInterfaceCode code, const RemoteCall::Writer& write, Answer& answer,
                    std::chrono::milliseconds extra = {})
@@ -129,8 +129,8 @@ public:
         return call;
     }
 
-    // Sends a request for a value that has a revision. The daemon answers when the value's revision differs from the
-    // parameter revision, or when the duration wait has passed.
+    // Sends a request for a value that has a revision number. The daemon answers when the value's current revision
+    // differs from the given revision. wait: after this time the daemon answers in any case.
     template <typename Answer>
     CallResult AskAfter(HostInterfaceCode code, uint32_t revision, std::chrono::milliseconds wait, Answer& answer)
     {

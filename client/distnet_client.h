@@ -1,7 +1,8 @@
 // DistNetClient: lets any program use the service. One client is one connection to the daemon. Each call blocks until
-// the answer arrives or the limit of SetLimit passes. No call throws. If the daemon is absent or ends, the result says
-// so. Any thread may call; calls of one client run one after another. Closing or destroying a client releases the
-// service, so that an idle daemon can unload it. distributed/services/utils/distnet_errors.h lists the result codes.
+// the answer arrives or the time that SetLimit sets has passed. No call throws. If the daemon does not run or ends, the
+// result says so. Any thread may call; calls of one client run one after another. Closing or destroying a client
+// releases the service, so that an idle daemon can unload it. distributed/services/utils/distnet_errors.h lists the
+// result codes.
 #pragma once
 
 #include <chrono>
@@ -19,12 +20,11 @@ namespace Vexo::Client {
 
 inline constexpr const char* DEFAULT_SOCKET = "/run/distnet/ipc.sock";
 
-// How a call ended.
 enum class CallStatus : int32_t {
     ANSWERED = 0,     // CallResult::code is the result that the service or the daemon returned
     UNREACHABLE = 1,  // the daemon does not run, or ended during the call
     REFUSED = 2,      // this caller lacks the permission (code 201)
-    TIMED_OUT = 3,    // no answer arrived within the limit of the call; the client is closed
+    TIMED_OUT = 3,    // no answer arrived in time; the client has closed the connection
     BAD_ANSWER = 4,   // no usable answer: the request is too large, or the daemon is busy, failed or of another version
     NOT_LOADED = 5,   // the daemon runs, but could not start the service
 };
@@ -50,22 +50,22 @@ struct Device {
 
 class DistNetClient {
 public:
-    // Connects to the daemon's socket. On failure returns null and writes the reason to the parameter result.
+    // Connects to the daemon's socket. On failure returns null and sets result to the cause of the failure.
     static std::unique_ptr<DistNetClient> Connect(const std::string& socketPath, CallResult& result);
     ~DistNetClient();
     DistNetClient(const DistNetClient&) = delete;
     DistNetClient& operator=(const DistNetClient&) = delete;
 
-    // Sets how long each later call waits for its answer. The default is 30 s.
+    // Sets how long each later call waits for its answer. Without this call: 30 s. The comments of this class call this
+    // time the call limit.
     void SetLimit(std::chrono::milliseconds limit);
 
     // ---- Ability 1163 (the service), which is loaded on demand.
-    // The parameter state receives the state of the service after the call: 0 not loaded, 1 active, 2 idle.
+    // state: receives the state of the service after the call (0 not loaded, 1 active, 2 idle).
     CallResult StartService(uint32_t& state);
     CallResult ReleaseService(uint32_t& state);
     // Asks the device with this network id (64 hex characters) to open its hotspot, and starts to join it. Code 0 means
-    // that the join has started; WaitForWifi reports how the join ends. Pass 0 for first and second, because the
-    // service ignores them.
+    // that the join has started; WaitForWifi reports how the join ends. first, second: ignored by the service; pass 0.
     CallResult StartDistributedNetwork(int32_t first, int32_t second, const std::string& networkId);
     CallResult StopDistributedNetwork(int32_t first, int32_t second, const std::string& networkId);
     CallResult GetAvailableDeviceList(std::vector<Device>& devices);
@@ -79,38 +79,37 @@ public:
     CallResult GetCounts(Host::HostCounts& counts);
     // Lists the known devices of the account, online devices first.
     CallResult GetDevices(std::vector<Host::KnownDevice>& devices);
-    // Lists the devices like GetDevices, after the daemon has tried to reach every device for up to 5 s. wait: time
-    // that is added to the limit of SetLimit. If both are too short, the call returns early, but the daemon's scan
-    // continues.
+    // The daemon tries to reach every device for up to 5 s. Then this call lists the devices like GetDevices. wait: the
+    // call limit is extended by this time. If the extended limit is shorter than the scan, the call returns early, but
+    // the daemon's scan continues.
     CallResult ScanDevices(std::vector<Host::KnownDevice>& devices,
                            std::chrono::milliseconds wait = Host::HOST_SCAN_LIMIT);
     // Runs the checks of `distnetctl doctor`, and returns them in the same order. Takes up to 10 s if the radio does
     // not answer.
     CallResult GetChecks(std::vector<QuviewDFX::HealthCheck>& checks);
-    // Reads the events that follow cursor (0: all stored events). page receives the events and the cursor for the next
-    // call. If no event follows yet, blocks until one does or the duration wait has passed. wait: at most
-    // HOST_MAX_WAIT; it is added to the limit of SetLimit.
+    // Reads stored events. If no event is stored after the cursor, blocks until an event is stored. cursor: the
+    // position after which events are read; 0 reads all events. wait: the longest time to block, at most HOST_MAX_WAIT;
+    // the call limit is extended by this time. page: receives the events and the cursor for the next call.
     CallResult GetEvents(uint64_t cursor, std::chrono::milliseconds wait, Host::EventPage& page);
-    // Starts to record the daemon's trace spans. The parameter recording receives the number of the recording. The
-    // recording stops by itself after the duration limit (at most 10 min). A detached recording may continue after this
-    // program ends. StopTrace finds a detached recording without its number.
+    // Starts to record the daemon's trace spans. limit: the recording stops by itself after this time (at most 10 min).
+    // detached: the recording may continue after this program ends, and StopTrace finds it without its number.
+    // recording: receives the number of the recording.
     CallResult StartTrace(std::chrono::milliseconds limit, bool detached, uint32_t& recording);
-    // Stops the recording (0: the oldest detached one), and reads the piece of its trace that starts at the byte
-    // offset.
+    // Stops a recording and reads a piece of its trace. recording: the number of the recording; 0 means the oldest
+    // detached recording. offset: the first byte of the piece.
     CallResult StopTrace(uint32_t recording, uint64_t offset, Host::TracePiece& piece);
-    // Waits until the attempt or the state of this device's Wi-Fi differs from known, or until the duration wait has
-    // passed. known: the answer of GetStatus or of the previous call. wait: at most HOST_MAX_WAIT; it is added to the
-    // limit of SetLimit.
+    // Waits until this device's attempt number or Wi-Fi state differs from the given status. known: the answer of
+    // GetStatus or of the previous call. wait: the longest time to wait, at most HOST_MAX_WAIT; the call limit is
+    // extended by this time.
     CallResult WaitForWifi(const Host::WifiStatus& known, std::chrono::milliseconds wait, Host::WifiStatus& wifi);
 
     // ---- Ability 1164: the account. The member fault of an answer says what the daemon could not do. The status
     // ---- REFUSED means that this user may not change the account. A call that changes the account may wait until a
-    // ---- person has entered a password, so HOST_PERMISSION_LIMIT is added to the limit of SetLimit.
+    // ---- person has entered a password, so HOST_PERMISSION_LIMIT is added to the call limit.
     // The daemon cancels an invitation or a join when the last connection of this process closes.
     CallResult OpenInvitation(bool admitsWithoutAsking, Host::InvitationAnswer& invitation);
-    // Waits until the invitation's revision differs from the parameter revision, or until the duration wait has passed.
-    // In WaitForInvitation, WaitForJoin and WaitForOnline, wait is at most HOST_MAX_WAIT and is added to the limit of
-    // SetLimit.
+    // Waits until the invitation's revision differs from the given revision. wait: the longest time to wait, here and
+    // in WaitForJoin and WaitForOnline; at most HOST_MAX_WAIT. The call limit is extended by this time.
     CallResult WaitForInvitation(uint32_t revision, std::chrono::milliseconds wait, Host::InvitationAnswer& invitation);
     // Admits or denies the device with that network id. The invitation's phase must be ASKING.
     CallResult AnswerJoiner(const std::string& networkId, bool admit, Host::ChangeAnswer& answer);
@@ -135,13 +134,13 @@ public:
     // attempt when the last connection of this process closes.
     CallResult BeginOnline(Host::OnlineMode mode, const std::vector<std::string>& networkIds,
                            Host::OnlineAnswer& attempt);
-    // Waits until the attempt's revision differs from the parameter revision, or until the duration wait has passed.
+    // Waits until the attempt's revision differs from the given revision.
     CallResult WaitForOnline(uint32_t revision, std::chrono::milliseconds wait, Host::OnlineAnswer& attempt);
-    // Cancels the attempt and waits until the attempt is undone. ONLINE_UNDO_LIMIT is added to the limit of SetLimit.
+    // Cancels the attempt and waits until the attempt is undone. ONLINE_UNDO_LIMIT is added to the call limit.
     // hasTimedOut: true if this program cancels because its own time limit has passed.
     CallResult CancelOnline(bool hasTimedOut, Host::OnlineAnswer& attempt);
-    // Leaves the other device's network and waits until that is complete. ONLINE_UNDO_LIMIT is added to the limit of
-    // SetLimit.
+    // Disconnects from the other device's network and waits until this device is disconnected. ONLINE_UNDO_LIMIT is
+    // added to the call limit.
     CallResult BringDown(Host::DownAnswer& down);
     CallResult GetOnline(Host::OnlineStatus& status);
     CallResult SetAuto(bool isOn, Host::OnlineChange& answer);

@@ -82,7 +82,7 @@ CallResult RemoteCall::Unreadable(const std::string& problem) const
 }
 
 // Returns the result for a refused request. The server answers such a request with IPC_UNKNOWN_REQUEST, and the reply
-// starts with the code of the refusal.
+// starts with the code that says why.
 CallResult RemoteCall::FromRefusal(int32_t status, MessageParcel& reply) const
 {
     int32_t code = 0;

@@ -27,7 +27,7 @@ public:
 
     RemoteCall(std::shared_ptr<Ipc::IpcConnection> connection, std::string socketPath);
 
-    // Sends the request, and blocks until the answer arrives or the duration limit has passed.
+    // Sends the request and blocks until the answer arrives. limit: the longest time to block.
     CallResult Run(const Target& target, const Writer& write, const Reader& read, std::chrono::milliseconds limit);
     // Returns the result for an answer that arrived but cannot be decoded. problem: why the answer cannot be decoded.
     CallResult Unreadable(const std::string& problem) const;

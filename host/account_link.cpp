@@ -13,7 +13,7 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "AccountLink"};
 
-// Returns a text that changes whenever the soft bus must be given the new identity.
+// Returns a text that changes when the identity changes in a way that the soft bus must know.
 std::string VersionOf(const Trust::Identity& identity)
 {
     const auto seconds = [](auto time) { return std::to_string(time.time_since_epoch().count()); };
@@ -104,7 +104,7 @@ void AccountLink::Watch()
         const MutexLock lock(mutex_);
         watcher_ = std::move(watcher.value());
     }
-    // Read the folder once, because it may have changed since Start.
+    // The folder may have changed between Start and this call, so read it once.
     OnFolderChanged();
 }
 
@@ -298,7 +298,7 @@ void AccountLink::SayWhatIsMissing()
     const Trust::IdentityChecks found = Trust::CheckIdentity(options_.identityFolder, Clock::System().WallNow());
     const QuviewDFX::HealthCheck& wrong = found.identity.good.value_or(true) ? found.account : found.identity;
     if (wrong.good.value_or(true)) {
-        return;  // the enrolment was completed after it was loaded; the watcher reports that change
+        return;  // the enrolment was completed after the folder was read; the watcher reports that change
     }
     const std::string missing = "no link to other devices yet: " + wrong.message + ". " + wrong.advice;
     if (std::exchange(lastMissing_, missing) != missing) {

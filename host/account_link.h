@@ -44,7 +44,7 @@ struct LinkFacts {
     std::string OwnName() const;
     // Returns the known devices of the account, online devices first. Before enrolment the list is empty.
     std::vector<KnownDevice> Devices() const;
-    // Returns the name of another device of the account, or an empty text if no device has that network id.
+    // Returns the name of another device of the account, or an empty text if no device has this network id.
     std::string NameOf(const std::string& otherNetworkId) const;
 };
 
@@ -89,8 +89,8 @@ public:
     // Deletes this device's account and key, stops the abilities, and creates a new key. Blocks for as long as Stop
     // does.
     [[nodiscard]] Result<void> Leave() EXCLUDES(mutex_);
-    // Stops the abilities. If strand_ is running a function, first waits until the function returns, but not longer
-    // than deadline. Then blocks for as long as SoftBusServer::Stop does.
+    // Waits until the function that strand_ runs has returned, at most until the time deadline. Then stops the
+    // abilities, and blocks for as long as SoftBusServer::Stop does.
     void Stop(SteadyTime deadline);
 
     LinkFacts Facts() const EXCLUDES(mutex_);
@@ -98,7 +98,8 @@ public:
 private:
     explicit AccountLink(AccountLinkOptions options);
     void OnFolderChanged() EXCLUDES(mutex_);
-    // Calls the function work unless Stop was called. Stop waits until work has returned. Call it on strand_.
+    // Calls the function work, or does nothing after Stop was called. Stop waits until work has returned. RunOnStrand
+    // itself must run on strand_.
     void RunOnStrand(const char* what, const std::function<void()>& work) EXCLUDES(mutex_);
     // The following functions run on strand_.
     void CheckIdentity() EXCLUDES(mutex_);
@@ -108,13 +109,13 @@ private:
     void ReportState() EXCLUDES(mutex_);
 
     [[nodiscard]] Result<void> StartAbilities(const Trust::Identity& identity) EXCLUDES(mutex_);
-    // Stops everything that StartAbilities started. forGood: true if the daemon ends. Then the objects are kept, and
-    // the abilities 4700 and 70635 stay registered.
+    // Stops everything that StartAbilities started. If forGood is true (the daemon ends), keeps the objects, and leaves
+    // the abilities 4700 and 70635 registered.
     void StopAbilities(bool forGood) EXCLUDES(mutex_);
     void SayWhatIsMissing();
 
     const AccountLinkOptions options_;
-    std::string lastMissing_;  // the latest line about a missing part; used by Start, later only on strand_
+    std::string lastMissing_;  // the latest line about a missing part; accessed by Start, and later only on strand_
     mutable Mutex mutex_;
     CondVar workEnded_;
     LinkFacts facts_ GUARDED_BY(mutex_);

@@ -52,8 +52,8 @@ void AccountOperations::Changed(uint32_t& revision)
     changed_.NotifyAll();
 }
 
-// Returns the current facts of the link. If the device is not enrolled yet, refreshes the link first, because a command
-// may have just written an enrolment that the folder watcher has not seen.
+// Returns the LinkFacts of the AccountLink. If the device is not enrolled yet, first makes the AccountLink read the
+// identity folder, because a command may have just written an enrolment that the folder watcher has not seen.
 LinkFacts AccountOperations::CurrentFacts() const
 {
     if (!options_.link->Facts().softBus) {
@@ -215,8 +215,8 @@ ChangeAnswer AccountOperations::CloseInvitation(pid_t owner)
 std::shared_ptr<SoftBus::Invitation> AccountOperations::TakeInvitation(std::optional<pid_t> owner)
 {
     const MutexLock lock(mutex_);
-    // An owner cannot cancel an invitation that has admitted a device. If the device has lost the answer, it asks again
-    // with the same ticket until the ticket expires.
+    // An owner cannot cancel an invitation that has admitted a device, because a device that did not get the answer
+    // asks again with the same ticket until the ticket expires.
     if (!invitation_ || !invitation_->invitation || (owner && invitation_->owner != *owner) ||
         (owner && invitation_->answer.phase == InvitationPhase::ADMITTED)) {
         return nullptr;
@@ -371,8 +371,8 @@ void AccountOperations::Transfer(const std::string& networkId, IDistNetHost::Ans
         });
 }
 
-// If the member has stored the account's key, completes the transfer. Otherwise returns the reason why the member has
-// not.
+// If the member has stored the account's key, completes the transfer. Otherwise returns why the member has not stored
+// the key.
 ChangeAnswer AccountOperations::HandOver(const std::string& networkId, const Result<void>& sent)
 {
     if (!sent) {

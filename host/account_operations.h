@@ -34,7 +34,7 @@ namespace Vexo::Host {
 struct AccountOperationsOptions {
     std::filesystem::path identityFolder;
     std::shared_ptr<AccountLink> link;
-    SoftBus::SoftBusOptions softBus;  // contains how a join finds the other device, and this device's type
+    SoftBus::SoftBusOptions softBus;  // says how a join finds the other device, and the type of this device
 };
 
 class AccountOperations : public NoCopyable, public std::enable_shared_from_this<AccountOperations> {
@@ -56,12 +56,12 @@ public:
     ChangeAnswer RenameMember(const std::string& networkId, const std::string& name);
     ChangeAnswer RemoveMember(const std::string& networkId, bool announcesNewKeyOnly);
     ChangeAnswer Leave();
-    // Transfers the account's key to the member with that network id. Returns without waiting for that member, and
-    // calls answer within SEEKING_OPEN_LIMIT of the soft bus.
+    // Transfers the account's key to the member with the given network id. Does not wait for that member. Calls the
+    // function answer later, at most after the soft bus's SEEKING_OPEN_LIMIT.
     void Transfer(const std::string& networkId, IDistNetHost::Answer<ChangeAnswer> answer);
     ChangeAnswer Renew();
 
-    // Call when the last connection of that process has closed. Cancels the process's invitation and join.
+    // Call when the last connection of the given process has closed. Cancels the process's invitation and join.
     void OnProcessGone(pid_t process);
     // Cancels the invitation and the join. Call before the AccountLink stops.
     void Stop();
@@ -95,17 +95,17 @@ private:
     void Changed(uint32_t& revision) REQUIRES(mutex_);
     InvitationAnswer InvitationOf(pid_t owner) const REQUIRES(mutex_);
     JoinAnswer JoinOf(pid_t owner) const REQUIRES(mutex_);
-    // A function that reads the answer for the process owner: InvitationOf or JoinOf.
+    // A member function that returns the current answer for the process with the id owner: InvitationOf or JoinOf.
     template <typename Value>
     using Read = Value (AccountOperations::*)(pid_t owner) const;
-    // Calls answer with the value that the function read returns for the process owner. Calls it as soon as the value's
-    // revision differs from the parameter revision, or when limit has passed.
+    // Calls the function answer with the value that the function read returns for the process with the id owner. This
+    // happens when the value's revision differs from the argument revision, or after the duration limit.
     template <typename Value>
     void AnswerOnceChanged(ChangeWaits& waits, Read<Value> read, pid_t owner, uint32_t revision,
                            std::chrono::milliseconds limit, IDistNetHost::Answer<Value> answer);
     // TakeInvitation and TakeJoin mark the invitation or the join as cancelled, so that its owner can still read how it
-    // ended. They return the object that the caller must stop, or null if there is nothing to cancel. owner: the
-    // process; no value: any process.
+    // ended. They return the object that the caller must stop, or null if there is nothing to cancel. owner: the id of
+    // the process; no value: any process.
     std::shared_ptr<SoftBus::Invitation> TakeInvitation(std::optional<pid_t> owner) EXCLUDES(mutex_);
     std::shared_ptr<SoftBus::JoinAttempt> TakeJoin(std::optional<pid_t> owner) EXCLUDES(mutex_);
     ChangeAnswer HandOver(const std::string& networkId, const Result<void>& sent);

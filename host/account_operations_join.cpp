@@ -145,7 +145,7 @@ void AccountOperations::FinishJoin(uint32_t number, JoinAnswer answer)
         }
     }
     if (attempt) {
-        attempt->Cancel();  // the attempt has ended, so Cancel only waits for the attempt's thread
+        attempt->Cancel();  // returns soon: the attempt has ended, so Cancel only waits for the attempt's thread
         attempt.reset();
     }
     if (answer.phase == JoinPhase::DONE) {

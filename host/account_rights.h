@@ -25,10 +25,10 @@ public:
     // bus: the machine's system bus; null on a simulated device.
     static std::shared_ptr<AccountRights> Make(std::shared_ptr<Linux::Bus> bus);
 
-    // Checks the rights of the caller that IPCSkeleton names, and calls the function done once. Without polkit, done
-    // runs on this thread before Check returns. With polkit, done runs on a thread of the pool that acts for the
-    // caller. It runs there after the person has answered or HOST_PERMISSION_LIMIT has passed. A user for whom polkit
-    // is already being asked is refused.
+    // Checks the rights of the caller that IPCSkeleton names, and calls the function done once with the result. If
+    // polkit is not asked, done runs on this thread before Check returns. If polkit is asked, done runs on a thread of
+    // the pool after the person has answered or HOST_PERMISSION_LIMIT has passed; on that thread IPCSkeleton names the
+    // same caller. A user for whom polkit is already being asked is refused.
     void Check(const std::function<void(bool isGranted)>& done);
 
 private:
@@ -42,8 +42,8 @@ private:
     std::set<uid_t> asked_ GUARDED_BY(mutex_);  // users for whom polkit is being asked
 };
 
-// Returns the start time of the process in the kernel's clock ticks, or 0 if the process has ended. polkit compares
-// this time (proc(5), stat, field 22).
+// Returns the start time of the process in the kernel's clock ticks (proc(5), stat, field 22), or 0 if the process has
+// ended. polkit identifies a process by its id and this time.
 uint64_t StartTimeOf(pid_t pid);
 
 }  // namespace Vexo::Host

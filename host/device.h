@@ -60,13 +60,14 @@ public:
     virtual Wifi::ShareControl& Share() = 0;
     virtual Wifi::StationControl& Station() = 0;
     virtual Network::NetworkMonitor& Network() = 0;
-    // Notifies desktop programs that the device with that network id asks to use this device's network. Any thread may
-    // call it.
+    // Notifies desktop programs that the device with the given network id asks to use this device's network. Any thread
+    // may call it.
     virtual void SignalShareRequest(const std::string& networkId, const std::string& deviceName) = 0;
     // Returns the channels on which this device announces itself and finds others, as far as the configuration allows
     // them.
     virtual std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const = 0;
-    // Returns the transports beside TCP over which this device can be reached, as far as the configuration allows them.
+    // Returns the transports in addition to TCP over which this device can be reached, as far as the configuration
+    // allows them.
     virtual std::vector<SoftBus::TransportFactory> Transports() const = 0;
 };
 

@@ -18,7 +18,7 @@
 namespace Vexo::Host {
 namespace {
 
-// How long a scan waits until the reachable devices have reported their facts.
+// How long a scan waits until the reachable devices have reported their DeviceFacts.
 constexpr std::chrono::milliseconds FACTS_LIMIT{1500};
 // A certificate that expires within this time is reported.
 constexpr std::chrono::hours ENDS_SOON{24 * 365};

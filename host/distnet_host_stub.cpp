@@ -82,7 +82,7 @@ int32_t DistNetHostStub::Run(HostInterfaceCode code, MessageParcel& data, Messag
             return AnsweredLater<DeviceList>(reply,
                                              [this](Answer<DeviceList> answer) { ScanDevices(std::move(answer)); });
         default:
-            break;  // requests about the account, getting online and sharing, which Run does not receive
+            break;  // the requests that AccountRequests and NetworkRequests handle; they do not reach this function
     }
     return WriteFailure(reply, HOST_BAD_REQUEST);
 }

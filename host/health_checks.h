@@ -1,7 +1,7 @@
-// The daemon's health checks for `distnetctl doctor`: identity, account, clock, policy, daemon, socket, peers, radio,
-// hotspot, and on a Linux machine modem and events, in this order. The checks read files and the registry anew each
-// time, change nothing and never load the service. Any thread may run them. They block on the disk and on the radio,
-// for up to 10 s if the radio does not answer.
+// The daemon's health checks for `distnetctl doctor`, among others: identity, account, clock, policy, daemon, socket,
+// peers, radio and hotspot. On a Linux machine, two more checks follow: modem and events. The checks read files and the
+// registry anew each time. They change nothing and never load the service's library. Any thread may run them. They
+// block on the disk and on the radio, for up to 10 s if the radio does not answer.
 #pragma once
 
 #include <sys/types.h>

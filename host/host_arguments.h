@@ -21,7 +21,8 @@ inline bool ReadWaitLimit(MessageParcel& data, std::chrono::milliseconds& limit)
     return true;
 }
 
-// Reads the arguments of a request that waits: the revision that the caller knows, and how long the request may wait.
+// Reads the arguments of a request that waits for a change: the revision that the caller knows, and how long the
+// request may wait.
 inline bool ReadWait(MessageParcel& data, uint32_t& revision, std::chrono::milliseconds& limit)
 {
     return data.ReadUint32(revision) && ReadWaitLimit(data, limit);

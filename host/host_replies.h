@@ -32,8 +32,8 @@ int32_t Write(MessageParcel& reply, int32_t result, const Value& answer)
     return reply.WriteInt32(result) && reply.WriteString(AnswerText(answer)) ? IPC_OK : IPC_BAD_DATAGRAM;
 }
 
-// Calls query(answer), which fills in the answer and returns the result code. Writes the code and the answer to the
-// reply.
+// Calls the function query, which fills in the answer and returns the result code. Writes the code and the answer to
+// the reply.
 template <typename Value, typename Query>
 int32_t Answered(MessageParcel& reply, Query query)
 {
@@ -42,8 +42,9 @@ int32_t Answered(MessageParcel& reply, Query query)
     return Write(reply, result, answer);
 }
 
-// Calls wait(answer). The reply is sent when wait calls the function answer, so no IPC worker is blocked. If the
-// request comes from inside this process, AnsweredLater blocks until the function answer is called.
+// Calls the function wait, and passes the function answer to it. The reply is sent when somebody calls the function
+// answer, so no IPC worker is blocked until then. If the request comes from inside this process, AnsweredLater blocks
+// until the function answer is called.
 template <typename Value, typename Wait>
 int32_t AnsweredLater(MessageParcel& reply, Wait wait)
 {

@@ -22,7 +22,7 @@ public:
     static constexpr std::chrono::seconds QUIET{3};
 
     static std::shared_ptr<IdleMemory> Make(Tasks::Timers& timers = Tasks::Timers::System());
-    // Call when the daemon has done some work. Does not block.
+    // Records that the daemon has just done some work. Does not block.
     void MarkActive();
 
 private:

@@ -13,7 +13,7 @@
 namespace Vexo::Host {
 namespace {
 
-// The maximum number of network ids in a request. An account has fewer devices.
+// The maximum number of network ids in a request, which is more than the devices of an account.
 constexpr uint32_t MAX_IDS = 256;
 
 bool ReadIds(MessageParcel& data, std::vector<std::string>& networkIds)

@@ -33,7 +33,7 @@ struct NetworkUseOptions {
 
 class NetworkUse : public SoftBus::PeerPolicy {
 public:
-    // Creates the object. Blocks on the disk. Does not call the functions in options before OnLinkStarted is called.
+    // Creates the object. Blocks on the disk. Calls the functions in options on other threads, also before it returns.
     static std::unique_ptr<NetworkUse> Start(NetworkUseOptions options);
 
     const std::shared_ptr<Online>& GetOnline() const { return online_; }
@@ -52,7 +52,7 @@ public:
     void OnLinkStopping();
     void OnAccountLeft();
     void OnStateUsed(const Trust::AccountState& state);
-    // Call when the last connection of that process has closed. Cancels the process's attempt.
+    // Call when the last connection of the given process has closed. Cancels the process's attempt.
     void OnProcessGone(pid_t process);
     // Cancels the running attempt, notifies the device whose network is in use, and stops sharing. Blocks for about 1 s
     // at most.

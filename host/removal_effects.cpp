@@ -19,8 +19,9 @@ constexpr int64_t LAST_SECOND = 253'402'300'799;  // the end of the year 9999
 
 struct Done {
     int version = 1;
-    int64_t number = 0;           // number of the last removal that was handled
-    std::string usersHotspot{};   // SSID of the user's own hotspot, escaped; empty: there was none
+    int64_t number = 0;  // number of the last removal that was handled
+    // SSID of the user's own hotspot with escaped non-printable bytes; empty: the user had none
+    std::string usersHotspot{};
     std::string removedDevice{};  // name of the removed device, which may know the hotspot's key
     std::chrono::seconds removedAt{};
 };

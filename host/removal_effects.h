@@ -21,7 +21,7 @@ inline constexpr const char* REMOVALS_FILE = "removals.json";
 
 class RemovalEffects : public NoCopyable {
 public:
-    // Changes the hotspot's key and returns the same result as Device::ChangeHotspotKey.
+    // The function that changes the hotspot's key and returns the result of Device::ChangeHotspotKey.
     using ChangeHotspotKey = std::function<Result<std::string>()>;
 
     RemovalEffects(const std::filesystem::path& stateDir, ChangeHotspotKey changeKey,

@@ -34,8 +34,8 @@ bool IsKnown(uint32_t code)
 }
 
 // Returns true if the service counted the caller of a request that returned this status. The service counts the caller
-// before it runs the request, so a failed request counts too. The service does not count the caller of a refused
-// request or of an unknown request code, or if the request did not reach the service.
+// before it runs the request, even if the request then fails. The service does not count the caller of a refused
+// request or of an unknown request code. It counts nobody for a request that did not reach it.
 bool WasCounted(int32_t status)
 {
     constexpr int32_t REFUSAL_NOT_WRITTEN = 301;

@@ -35,8 +35,8 @@ public:
     // reaches the service. The other requests get a copy of the service's reply.
     int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
-    // Requests, on behalf of the daemon itself, the network of the device with that network id from the service, and
-    // then releases the service. Blocks for as long as the request runs. Do not call it on an IPC worker.
+    // Requests, on behalf of the daemon itself, the network of the device with the given network id from the service,
+    // and then releases the service. Blocks for as long as the request runs. Do not call it on an IPC worker.
     ServiceAnswer StartDistributedNetwork(const std::string& networkId);
 
     // Releases the service for a process that has ended, if the service still counts that process. Call it after the

@@ -8,8 +8,8 @@
 
 namespace Vexo::Host {
 
-// Returns the absolute path of the library: the configured one; else libdistnet_service.so beside this program if it
-// exists there; else the one in ../lib.
+// Returns the absolute path of the library. This is the configured path, if any. Otherwise it is libdistnet_service.so
+// in the folder of this program if the file exists there, else in ../lib.
 std::filesystem::path FindServiceLibrary(const std::filesystem::path& configured);
 
 class ServiceLibrary : public NoCopyable {

@@ -17,7 +17,8 @@ public:
 
     // Blocks until one of the signals arrives, and returns its number.
     int Wait();
-    // Blocks until one of the signals arrives, and returns its number. Returns 0 if no signal arrives within limit.
+    // Blocks until one of the signals arrives, and returns its number. Returns 0 if no signal arrives within the
+    // duration limit.
     int WaitFor(std::chrono::milliseconds limit);
 
 private:

@@ -11,11 +11,11 @@
 namespace Vexo::Host {
 
 WifiStatus WifiStatusOf(const Wifi::WifiLinkInfo& info, RadioState radio);
-// Returns the status now; without a Wi-Fi ability, present is false. Calls the function radio only if there is a Wi-Fi
-// ability. Does not block.
+// Returns the current status. If no Wi-Fi ability is registered, the member `present` of the status is false, and the
+// function radio is not called. Does not block.
 WifiStatus CurrentWifiStatus(const std::function<RadioState()>& radio);
-// Blocks until the attempt or the state differs from known, or until limit has passed. Returns at once if there is no
-// Wi-Fi ability.
+// Blocks until the status differs from the argument known (a newer join or another state), at most for the duration
+// limit. Returns at once if there is no Wi-Fi ability.
 WifiStatus WaitForWifiStatus(const WifiStatus& known, std::chrono::milliseconds limit,
                              const std::function<RadioState()>& radio);
 

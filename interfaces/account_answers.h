@@ -1,6 +1,6 @@
 // Types for the daemon's answers about the account (ability 1164, requests 10 to 22): an invitation, a join, the
-// members, and why an operation failed. Any thread may use these value types. A string has the text that the daemon
-// sent, so escape it before you show it on a terminal. client/distnet_client.h declares the requests, and
+// members, and why an operation failed. Any thread may use these value types. Strings are unchanged from the daemon:
+// escape them before you show them on a terminal. client/distnet_client.h declares the requests, and
 // share/doc/libdistnet-dev/ipc.md describes the encoding.
 #pragma once
 
@@ -32,13 +32,13 @@ enum class AccountFaultCode : uint8_t {
     NOBODY_FOUND,    // no device answered to the ticket
     USED,            // another device has joined with the ticket
     EXPIRED,         // the ticket has expired
-    DENIED,          // the person at the holder denied the join
+    DENIED,          // the person at the device with the account's key denied the join
     BUSY,            // another invitation or join is running, or another device is joining
     REMOVED_KEY,     // the account has removed this device's key
     WRONG_CLOCK,     // the clocks of the holder and of the joining device differ too much
     LOST,            // the other device disconnected
     CANCELLED,       // the program that began the operation cancelled it
-    NOT_OPEN,        // this program has no such invitation or join
+    NOT_OPEN,        // this program has no invitation or join that the request could refer to
 };
 
 struct AccountFault {
@@ -65,8 +65,8 @@ struct JoiningDevice {
     std::string name;
     DeviceType type = DeviceType::UNKNOWN;
     std::string networkId;
-    std::string
-        number;  // six digits; both devices show the same number unless a third device intercepts the connection
+    // Six digits. Both devices show the same number unless a third device intercepts the connection.
+    std::string number;
 };
 
 struct InvitationAnswer {

@@ -1,6 +1,6 @@
 // Encodes the daemon's answers about the account as JSON objects (docs/ipc.md). This file lists the JSON members of
 // each type and the words for enumerators; host_answers_json.h explains how such lists work. Any thread may call the
-// functions. They keep no state and do not block.
+// functions, which do not block.
 #pragma once
 
 #include "interfaces/account_answers.h"

@@ -1,7 +1,7 @@
 // Types for the daemon's answers about itself (ability 1164): status, open resources, known devices, health checks,
-// events and traces. Any thread may use these value types. A string has the text that the daemon sent. The name of
-// another device or of a Wi-Fi network may contain control characters, so escape a string before you show it on a
-// terminal. client/distnet_client.h declares the requests, and share/doc/libdistnet-dev/ipc.md describes the encoding.
+// events and traces. Any thread may use these value types. The name of another device or of a Wi-Fi network may contain
+// control characters: escape every string before you show it on a terminal. client/distnet_client.h declares the
+// requests, and share/doc/libdistnet-dev/ipc.md describes the encoding.
 #pragma once
 
 #include <chrono>
@@ -35,7 +35,8 @@ inline constexpr std::chrono::milliseconds HOST_SCAN_LIMIT{5'000};
 // The type of a device. Devices send these numbers to each other, so the numbers must not change.
 enum class DeviceType : uint16_t { UNKNOWN = 0, PHONE = 1, TABLET = 2, LAPTOP = 3 };
 
-// Whether this device's Wi-Fi can join a network now. BLOCKED: a switch or key of the machine keeps the radio off.
+// Whether this device's Wi-Fi can join a network now. BLOCKED: a hardware switch or a key of the machine keeps the
+// radio off.
 enum class RadioState { ON, SWITCHED_OFF, BLOCKED, ABSENT };
 
 // The state of the latest attempt to join a network. WAIT_FOR_WIFI requests contain these numbers.
@@ -53,7 +54,8 @@ struct WifiStatus {
     std::string ssid;  // SSID of the latest attempt; non-printable bytes are escaped ("caf\xe9"), a backslash is "\\"
     std::string address;  // such as "192.168.43.17"; empty if not connected
     std::string reason;   // FAILED, DISCONNECTED: the cause as one phrase; else empty
-    // The same cause as a code word: a REASON of NET_WIFI_JOIN_FAIL (share/doc/libdistnet-dev/errors.md).
+    // The cause from reason as a code word: the REASON of the event NET_WIFI_JOIN_FAIL
+    // (share/doc/libdistnet-dev/errors.md).
     std::string failure;
 };
 
@@ -84,8 +86,8 @@ struct MembershipStatus {
     std::optional<std::chrono::sys_seconds> removedAt;  // when the account removed this device
     std::string holder;                                 // name of the device that has the account's key; empty: unknown
     bool holdsKey = false;                              // this device has the account's key
-    uint32_t members = 0;  // number of devices in the account, with this one; 0: no list exists yet
-    uint32_t pending = 0;  // number of those devices that this device has never met
+    uint32_t members = 0;  // number of devices in the account, including this one; 0: the account has no list yet
+    uint32_t pending = 0;  // number of account members that this device has never met
     std::optional<std::chrono::sys_seconds> backup;  // used if holdsKey: when the account's key was last backed up
     // When this device's certificate expires. On the device with the account's key: when the first certificate of the
     // account expires. No value if that is more than a year away.
@@ -122,8 +124,8 @@ struct HostCounts {
     uint64_t Pending() const { return pendingOpens + collaborations + queuedTasks; }
 };
 
-// Another device of the account that this device has been connected to. Known devices are kept across restarts of the
-// daemon.
+// Another device of the account, to which this device has been connected at least once. Known devices are kept across
+// restarts of the daemon.
 struct KnownDevice {
     std::string name;
     DeviceType type = DeviceType::UNKNOWN;
@@ -133,7 +135,7 @@ struct KnownDevice {
     std::chrono::sys_seconds lastSeen;
     std::string transport{};  // the transport that a connection tries first: "tcp" or "bluetooth"
     std::string address{};    // the address that a connection tries first; empty: unknown
-    // The device's clock minus this device's clock; 0 if unknown.
+    // The clock of the other device minus the clock of this device; 0 if unknown.
     std::chrono::milliseconds clockAhead{0};
 };
 
@@ -165,8 +167,8 @@ struct Event {
 };
 
 struct EventPage {
-    uint64_t cursor = 0;  // the cursor for the next request; valid until the daemon ends
-    bool missed = false;  // events that followed the requested cursor are lost, because old event files were deleted
+    uint64_t cursor = 0;        // the cursor for the next request; valid until the daemon ends
+    bool missed = false;        // events that followed the requested cursor are lost, because their files were deleted
     std::vector<Event> events;  // oldest first; empty when no event follows the cursor yet
 };
 
@@ -174,15 +176,16 @@ struct TraceRecording {
     uint32_t recording = 0;  // number of the recording; the first recording has number 1
 };
 
-// A piece of the trace of a stopped recording. To read the whole trace, add the size of the member text to the offset
-// and request the next piece. Repeat this until the offset equals the member bytes.
+// A piece of the trace of a stopped recording. To read the whole trace, add text.size() to the offset and request the
+// next piece. Repeat this until the offset equals TracePiece::bytes.
 struct TracePiece {
     uint32_t recording = 0;
     uint64_t spans = 0;    // recorded spans
     uint64_t dropped = 0;  // spans that were not recorded because the recording was full
     std::chrono::milliseconds duration{0};
     uint64_t bytes = 0;  // size of the whole trace
-    // The trace from the requested offset on, as trace-event JSON (share/doc/libdistnet-dev/traces.md).
+    // A part of the trace that begins at the requested offset. The whole trace is trace-event JSON
+    // (share/doc/libdistnet-dev/traces.md).
     std::string text;
 };
 

@@ -1,6 +1,6 @@
 // Encodes and decodes the daemon's answers as JSON objects (docs/ipc.md). ForEachMember lists the members of each type.
-// AnswerText writes the members in this list, and ParseAnswer reads them. Any thread may call the functions. They keep
-// no state and do not block.
+// AnswerText writes the listed members, and ParseAnswer reads them. Any thread may call the functions, which do not
+// block.
 #pragma once
 
 #include <cmath>
@@ -266,8 +266,8 @@ Json ToJson(const Value& value)
 
 // ---- Reading --------------------------------------------------------------------------------------------------------
 
-// Reads value from json. Returns false if json does not match the type Value. The parameter at then receives the path
-// of the wrong member, such as "abilities[2].name". An empty path means that json itself is wrong.
+// Reads value from json. Returns false if json does not match the type Value. at: on failure, receives the path of the
+// wrong member, such as "abilities[2].name"; empty if json itself is wrong.
 template <typename Value>
 bool FromJson(const cJSON* json, Value& value, std::string& at);
 
@@ -295,7 +295,7 @@ private:
     std::string fault_;  // path of the first member that is missing or of the wrong type
 };
 
-// Reads a number in the range of Value. Rejects numbers beyond 2^53, because JSON does not carry them exactly.
+// Reads a number in the range of Value. Rejects numbers beyond 2^53, because a double cannot hold them exactly.
 template <typename Value>
 bool NumberFromJson(const cJSON* json, Value& value)
 {

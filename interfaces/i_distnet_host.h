@@ -1,8 +1,8 @@
 // IDistNetHost: the interface of the daemon's own ability (1164): status, devices, counts, events, traces and checks.
-// This file also lists the request codes for the account, for getting online and for sharing. Their operations are
+// This file also lists the request codes for the account, for getting online and for sharing. Those operations are
 // declared in host/account_operations.h, host/online/online.h and host/sharing/sharing.h. No request loads the service
-// (ability 1163) itself, but the attempt that BEGIN_ONLINE starts does. Each request starts with the interface token,
-// and its caller needs the same rights as a caller of the service. Several IPC workers may call the operations at once.
+// (ability 1163), but the attempt that BEGIN_ONLINE starts does. Each request starts with the interface token. A caller
+// needs the same rights as a caller of the service. Several IPC workers may call the operations at once.
 #pragma once
 
 #include <chrono>
@@ -16,10 +16,10 @@
 namespace Vexo::Host {
 
 enum class HostInterfaceCode : uint32_t {
-    // The comment beside a request lists its arguments and, where the name does not say it, the content of the answer.
-    // Each reply starts with an int32 HostResult. After HOST_OK a string follows: the answer as JSON
-    // (host_answers_json.h). The WAIT_FOR_ requests and GET_EVENTS have a limit of at most 60 s as an argument. The
-    // daemon answers them as soon as something is new, or when their limit has passed.
+    // The comment beside a request lists its arguments. The comment also describes the answer if the request's name
+    // does not. Each reply starts with an int32 HostResult. After HOST_OK a string follows: the answer as JSON
+    // (host_answers_json.h). The WAIT_FOR_ requests and GET_EVENTS have an argument "limit": after this time, at most
+    // 60 s, the daemon answers in any case. The daemon answers earlier if the requested value changes.
     GET_STATUS = 1,
     WAIT_FOR_WIFI = 2,  // uint32 attempt, int32 state, uint32 limit in ms; answers once attempt or state differs
     GET_COUNTS = 3,
@@ -28,7 +28,7 @@ enum class HostInterfaceCode : uint32_t {
     START_TRACE = 6,   // uint32 limit in ms, bool detached; starts to record spans
     STOP_TRACE = 7,    // uint32 recording, uint64 offset; the answer is a piece of the recording's trace
     GET_CHECKS = 8,    // the checks of `distnetctl doctor`; blocks on the disk and the radio
-    SCAN_DEVICES = 9,  // answers like GET_DEVICES, after it has tried to reach every device for up to 5 s
+    SCAN_DEVICES = 9,  // tries to reach every device for up to 5 s, then answers like GET_DEVICES
     // Requests about the account (account_answers.h). A caller that changes the account needs further rights
     // (host/account_rights.h). An invitation or a join belongs to the process that began it. Only that process may send
     // the requests 11 to 13, 15 and 16. When that process ends, its invitation or join is cancelled.
@@ -63,24 +63,25 @@ class IDistNetHost : public IRemoteBroker {
 public:
     DECLARE_INTERFACE_DESCRIPTOR(u"Vexo.DistNet.IDistNetHost")
 
-    // Receives the answer of an operation that waits. Called exactly once: on the calling thread before the operation
-    // returns, or later on any thread. value: the answer; valid only if result is HOST_OK.
+    // Receives the answer of an operation that may have to wait. Called exactly once: either on the caller's thread
+    // before the operation returns, or later on any thread. value: the answer; valid only if result is HOST_OK.
     template <typename Value>
     using Answer = std::function<void(int32_t result, const Value& value)>;
 
-    // The following functions return a HostResult. They write their parameter only if the result is HOST_OK.
+    // The following functions return a HostResult. They set their output parameter only if they return HOST_OK.
     virtual int32_t GetStatus(HostStatus& status) = 0;
     virtual int32_t GetCounts(HostCounts& counts) = 0;
     virtual int32_t GetDevices(DeviceList& devices) = 0;
     virtual int32_t GetChecks(CheckList& checks) = 0;  // blocks on disk and radio
     virtual int32_t StartTrace(std::chrono::milliseconds limit, bool detached, TraceRecording& started) = 0;
     virtual int32_t StopTrace(uint32_t recording, uint64_t offset, TracePiece& piece) = 0;
-    // WaitForWifi and GetEvents do not block. They call answer as soon as something has changed, or when limit has
-    // passed.
+    // WaitForWifi and GetEvents do not block. They call answer when the requested value has changed. limit: after this
+    // time they call answer in any case.
     virtual void WaitForWifi(uint32_t attempt, WifiState state, std::chrono::milliseconds limit,
                              Answer<WifiStatus> answer) = 0;
     virtual void GetEvents(uint64_t cursor, std::chrono::milliseconds limit, Answer<EventPage> answer) = 0;
-    // Does not block. Calls answer within 5 s, when every known device has been tried.
+    // Does not block. Tries every known device, for at most 5 s, and then asks the reachable ones for their facts, for
+    // at most 1.5 s. The function answer is called after that.
     virtual void ScanDevices(Answer<DeviceList> answer) = 0;
 };
 

@@ -26,7 +26,7 @@ inline constexpr NamedValue<RadioState> RADIO_STATE_NAMES[] = {{"on", RadioState
 inline constexpr NamedValue<ServiceLife> SERVICE_LIFE_NAMES[] = {
     {"not_loaded", ServiceLife::NOT_LOADED}, {"running", ServiceLife::RUNNING}, {"idle", ServiceLife::IDLE}};
 
-// Each overload returns the word table for the type of its argument.
+// Each overload of NamesOf returns the word table for one enumeration.
 inline constexpr const auto& NamesOf(DeviceType)
 {
     return DEVICE_TYPE_NAMES;

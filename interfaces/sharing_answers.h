@@ -1,6 +1,6 @@
 // Types for the daemon's answers about sharing this device's network through its hotspot (ability 1164, requests 30 and
 // 31): which devices use the hotspot, how many bytes it has carried, and which devices ask to use it. Any thread may
-// use these value types. A string has the text that the daemon sent, so escape it before you show it on a terminal.
+// use these value types. Strings are unchanged from the daemon: escape them before you show them on a terminal.
 // client/distnet_client.h declares the requests, and share/doc/libdistnet-dev/ipc.md describes the encoding.
 #pragma once
 
@@ -20,7 +20,7 @@ enum class ShareAllow : uint8_t {
     DEVICES,  // only devices with a rule that allows them
 };
 
-// The owner's decision about one device. Every decision except DENY becomes the rule for that device.
+// The owner's decision about one device. Every decision except DENY is stored as the rule for that device.
 enum class ShareDecision : uint32_t {
     ONCE = 1,    // allowed for one use, which must begin within 10 minutes
     TODAY = 2,   // allowed until midnight, local time
@@ -29,13 +29,14 @@ enum class ShareDecision : uint32_t {
     DENY = 5,    // denies this request only; the owner is not asked again for 10 minutes
 };
 
-// A user of this device's hotspot. It is a device with a lease (it regularly reports its use), or a connected station.
+// A user of this device's hotspot: a device with a lease, or a connected station. A device with a lease reports
+// regularly that it uses the hotspot.
 struct ShareUser {
-    std::string networkId;  // empty if no lease names this station
+    std::string networkId;  // empty if the station belongs to no device with a lease
     std::string deviceName;
     std::string macAddress;
     std::chrono::sys_seconds since;
-    uint64_t bytes = 0;        // in both directions, since the time `since`
+    uint64_t bytes = 0;        // received and sent, since the time ShareUser::since
     bool hasLease = false;     // the device renewed its lease within the last 150 s
     bool isConnected = false;  // the station is connected now
 };
@@ -63,7 +64,7 @@ struct ShareStatus {
     uint64_t monthBytes = 0;                    // bytes that the hotspot has carried since monthBegan
     std::optional<uint64_t> monthLimitBytes{};  // no value: no limit
     std::chrono::sys_seconds monthBegan;
-    uint8_t batteryFloorPercent = 0;           // 0: no floor
+    uint8_t batteryFloorPercent = 0;           // does not share below this battery level
     std::chrono::milliseconds closesAfter{0};  // how long the hotspot stays open after the last lease ended
 };
 

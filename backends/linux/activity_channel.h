@@ -16,9 +16,9 @@
 
 namespace Vexo::Linux {
 
-// CallOnStrandAfter calls a member function of the activity on the activity's strand, after a pause. It does nothing if
-// the activity no longer exists by then. If the strand gets no thread, it retries every second. It does not block.
-// work: the member function. timers must outlive the activity.
+// work: the member function of the activity that runs on the activity's strand after the pause. Nothing runs if the
+// activity no longer exists by then. If the strand gets no thread, the call is retried every second. CallOnStrandAfter
+// does not block. timers must outlive the activity.
 template <typename Activity>
 Tasks::Timer CallOnStrandAfter(Tasks::Timers& timers, std::chrono::milliseconds pause, std::weak_ptr<Activity> weak,
                                Tasks::Strand Activity::*strand, void (Activity::*work)())
@@ -32,8 +32,8 @@ Tasks::Timer CallOnStrandAfter(Tasks::Timers& timers, std::chrono::milliseconds 
     });
 }
 
-// EndOnStrand runs a function as the last work on the strand, and blocks until this work is done. If the strand gets no
-// thread, the calling thread runs the function. end: the function.
+// Runs the function end as the last work on the strand, and blocks until end has returned. If the strand gets no
+// thread, the calling thread runs end.
 template <typename Work>
 void EndOnStrand(Tasks::Strand& strand, const Work& end)
 {

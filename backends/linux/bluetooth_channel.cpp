@@ -120,10 +120,10 @@ private:
     BluetoothRadioLinks radioLinks_;
     std::shared_ptr<void> upkeep_;  // null: another channel manages the radio links and the state
     std::string token_;
-    bool isKnown_ = false;  // whether the bus has reported isRunning_ yet
+    bool isKnown_ = false;  // whether the bus has reported whether BlueZ runs
     bool isRunning_ = false;
     bool hasListed_ = false;
-    std::map<std::string, Adapter> adapters_;  // by BlueZ's path
+    std::map<std::string, Adapter> adapters_;  // keyed by BlueZ's path
     milliseconds pause_{0};
     Tasks::Timer retry_;
     Tasks::Timer updateTimer_;

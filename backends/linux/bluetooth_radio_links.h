@@ -51,7 +51,7 @@ private:
     const std::shared_ptr<BluetoothShared> shared_;
     const Clock& clock_;
     std::string adapter_;
-    std::map<std::string, SteadyTime> lingering_;  // by DeviceOf: when to disconnect an unused radio link
+    std::map<std::string, SteadyTime> lingering_;  // when to disconnect each unused radio link; keyed by DeviceOf
 };
 
 }  // namespace Vexo::Linux

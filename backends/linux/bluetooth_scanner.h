@@ -48,7 +48,7 @@ public:
 private:
     struct Device {
         SoftBus::Announcement announcement;
-        std::string address;  // with its type, such as "AA:BB:CC:DD:EE:FF/public"
+        std::string address;  // the address and its type, such as "AA:BB:CC:DD:EE:FF/public"
         SteadyTime heardAt;
     };
 

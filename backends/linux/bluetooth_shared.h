@@ -139,7 +139,7 @@ private:
     BluetoothAddress adapter_ GUARDED_BY(mutex_);
     BluetoothState state_ GUARDED_BY(mutex_){{false, "Bluetooth is not used before this device is enrolled"},
                                              "distnetctl account --help"};
-    std::map<std::string, Uses> uses_ GUARDED_BY(mutex_);  // by device; each count is above 0
+    std::map<std::string, Uses> uses_ GUARDED_BY(mutex_);  // keyed by device; each count is above 0
     std::set<std::string> unused_ GUARDED_BY(mutex_);
     std::weak_ptr<void> upkeep_ GUARDED_BY(mutex_);
     std::function<void()> onUnused_ GUARDED_BY(mutex_);

@@ -33,8 +33,8 @@ constexpr size_t SPARES = 2;
 // How long an unused spare channel stays open. The peer closes a channel without authentication after a longer time
 // (LimitsOfAdmission).
 constexpr std::chrono::milliseconds SPARE_TIME{4000};
-// If a channel is not open after this time, the kernel may have confused it with another. A second channel, which has
-// another identifier, is then opened beside it. The one that opens first is used.
+// If a channel is not open after this time, the kernel may have confused it with another channel. A second channel with
+// a new identifier is then opened. The channel that opens first is used.
 constexpr std::chrono::milliseconds SECOND_CHANNEL_DELAY{1000};
 
 Failure FailureOf(const std::string& what, int number)

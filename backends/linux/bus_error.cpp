@@ -7,7 +7,8 @@
 namespace Vexo::Linux {
 namespace {
 
-// Maps the name of a D-Bus error (sd-bus-errors(3)) to an ErrorCode. name: without the prefix that these names share.
+// Maps the name of a D-Bus error (sd-bus-errors(3)) to an ErrorCode. name: the error's name without the prefix that all
+// these names have.
 struct BusErrorCode {
     const char* name;
     ErrorCode code;

@@ -59,7 +59,7 @@ struct BusListener {
     }
 };
 
-// Posts the handlers of one subscription to its strand until End is called.
+// Posts the handlers of one subscription to the subscriber's strand until End is called.
 class HandlerTarget {
 public:
     explicit HandlerTarget(Tasks::Strand& strand) : strand_(strand) {}
@@ -179,7 +179,7 @@ private:
     const Clock& clock_;
     const UniqueFd wakeUp_{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
     std::thread thread_;
-    std::thread::id runsOn_;  // the id of thread_, which sets it
+    std::thread::id runsOn_;  // the id of thread_; that thread sets it
     std::atomic<bool> isConnected_{false};
 
     Mutex mutex_;

@@ -100,7 +100,8 @@ Connectivity::Connectivity(std::shared_ptr<Bus> bus, PresenceChanged changed, St
             ReportChanges();
             if (const NetConnState now = NetConnStateOfVpn(state);
                 now == NetConnState::FAILED || now == NetConnState::DISCONNECTED) {
-                // The VPN connection's object is removed without another signal.
+                // After this state, NetworkManager removes the VPN connection's object and sends no further signal for
+                // it.
                 links_.erase(path);
             }
         });

@@ -52,7 +52,7 @@ private:
     const StateChanged stateChanged_;
 
     // The following members are used on strand_ only.
-    std::map<std::string, Link> links_;  // by object path
+    std::map<std::string, Link> links_;  // keyed by object path
     std::map<EventFwk::NetType, EventFwk::NetConnState> reported_;
 
     Tasks::Strand strand_;  // own synchronisation

@@ -19,7 +19,7 @@ namespace Vexo::Linux {
 
 class DaemonCalls : public NoCopyable {
 public:
-    // callLimit: the time limit of one call. endLimit: the limit of all calls to CallAtEnd after Stop together. It is
+    // callLimit: the time limit of one call. endLimit: the common time limit of all calls to CallAtEnd after Stop,
     // counted from the first of these calls.
     DaemonCalls(std::shared_ptr<Bus> bus, std::chrono::milliseconds callLimit, std::chrono::milliseconds endLimit)
         : bus_(std::move(bus)), callLimit_(callLimit), endLimit_(endLimit)
@@ -42,7 +42,7 @@ public:
     }
 
     // Calls a method that frees something at the daemon, and blocks for the reply. Before Stop, the time limit is
-    // callLimit. After Stop, the limit is the rest of endLimit. If nothing is left of it, the message is still sent.
+    // callLimit. After Stop, the time limit is the rest of endLimit. If no time is left, the message is still sent.
     template <typename... Arguments>
     [[nodiscard]] Result<void> CallAtEnd(const BusObject& object, const std::string& method,
                                          const Arguments&... arguments)

@@ -179,7 +179,8 @@ void Activity::OnGroupChanged(const std::string& path, int32_t state, const std:
 
 void Activity::Update()
 {
-    // IsStopped is checked before isRunning_: if the strand has no thread, Stop writes isRunning_ on another thread.
+    // IsStopped is checked before isRunning_, because Stop writes isRunning_ on another thread if the strand has no
+    // thread.
     if (avahi_.IsStopped() || !isRunning_) {
         return;
     }

@@ -22,7 +22,7 @@ constexpr int32_t GROUP_FAILURE = 4;
 
 // Values of AvahiPublishFlags.
 constexpr uint32_t PUBLISH_NO_REVERSE = 16;
-constexpr uint32_t PUBLISH_NO_COOKIE = 32;  // no Avahi cookie: it is the same in each publication
+constexpr uint32_t PUBLISH_NO_COOKIE = 32;  // no Avahi cookie, because it would be the same in each publication
 
 constexpr size_t HOST_BYTES = 6;
 // The most entries (addresses and services together) that Avahi accepts in one group (its entries-per-entry-group-max).

@@ -41,9 +41,9 @@ public:
     bool HasAddress(const std::vector<LanAddress>& lan) const;
     // Call this for Avahi's signal StateChanged of an entry group.
     Outcome OnStateChanged(const std::string& path, int32_t state, const std::string& error);
-    // Whether Avahi has not reported yet if it accepts or rejects the latest publication.
+    // Returns true until Avahi reports whether it accepts or rejects the latest publication.
     bool IsPending() const { return pending_.has_value(); }
-    // Whether this publisher created that instance name, even if the name is no longer published.
+    // Whether this publisher created the given instance name, even if the name is no longer published.
     bool IsOwn(const std::string& instance) const;
     // Forgets the entry groups. Call this when Avahi has exited, because they no longer exist then.
     void Reset();
@@ -64,7 +64,7 @@ private:
     Publication Wanted(const std::vector<LanAddress>& lan);
     [[nodiscard]] Result<Group> Commit(const Publication& publication);
     [[nodiscard]] Result<void> Fill(const Group& group);
-    // Returns a new instance name with that token. From then on, IsOwn returns true for this name.
+    // Returns a new instance name with the given token. From then on, IsOwn returns true for this name.
     [[nodiscard]] Result<std::string> MakeInstance(const std::string& token);
     void Free(std::optional<Group>& group);
 

@@ -44,8 +44,8 @@ class L2capSockets {
 public:
     virtual ~L2capSockets() = default;
 
-    // Returns a new socket that is bound to that adapter and channel number. To connect the socket later, set local.psm
-    // to 0.
+    // Returns a new socket that is bound to the adapter and channel number in the parameter local. To connect the
+    // socket later, set local.psm to 0.
     virtual int Open(const BluetoothAddress& local) = 0;
     virtual int Listen(int socket) = 0;
     // Returns the socket of the next connection, or -EAGAIN if no connection waits. Stores the peer's address, without
@@ -54,8 +54,8 @@ public:
     // Starts to connect. If the result is -EINPROGRESS, the socket becomes writable when the attempt has ended. The
     // attempt may never end.
     virtual int Connect(int socket, const BluetoothAddress& to) = 0;
-    // Returns how many bytes one write to a connected socket may have at most. If the attempt to connect failed,
-    // returns its error.
+    // Returns the maximum number of bytes of one write to a connected socket. If the socket could not be connected,
+    // returns the error of the attempt to connect.
     virtual int SendUnit(int socket) = 0;
 
     // Returns the object that makes real system calls. It exists until the process ends.

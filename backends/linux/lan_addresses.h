@@ -20,7 +20,7 @@ struct LanAddress {
     int interface = 0;  // the interface's index (if_nametoindex(3))
     bool isIpv6 = false;
     std::string address;  // such as "192.0.2.7" or "2001:db8::7"
-    int prefixBits = 0;   // of the subnet; 0: the subnet has no other address
+    int prefixBits = 0;   // length of the subnet's prefix; 0: the subnet has no other address
 
     auto operator<=>(const LanAddress&) const = default;  // NOLINT(modernize-use-nullptr): no pointer
 };
@@ -28,8 +28,8 @@ struct LanAddress {
 // Returns this machine's LAN addresses, sorted.
 [[nodiscard]] Result<std::vector<LanAddress>> ListLanAddresses();
 
-// Whether the address belongs to the subnet of one of that interface's addresses. Returns false if the text is not an
-// address.
+// Whether the address belongs to the subnet of one of the given interface's addresses. Returns false if the text is not
+// an address.
 bool IsOnLink(const std::vector<LanAddress>& lan, int interface, const std::string& address);
 
 // Calls a callback about 100 ms after the first of several changes of links or addresses. Changes of addresses that

@@ -50,8 +50,8 @@ struct AbilityState {
 
 class LinuxDevice : public NoCopyable {
 public:
-    // Returns the name and the version, such as "NetworkManager 1.42.4", if NetworkManager answers on that bus. The
-    // error says why this machine cannot use this backend. Blocks as long as AwaitVersion (daemon_version.h).
+    // Returns the name and the version, such as "NetworkManager 1.42.4", if NetworkManager answers on the given bus.
+    // The error says why this machine cannot use this backend. Blocks as long as AwaitVersion (daemon_version.h).
     [[nodiscard]] static Result<std::string> Probe(Bus& bus);
 
     // Creates the device, and blocks until the state of every daemon is known, at most FIRST_REPORT_LIMIT. Also
@@ -90,7 +90,7 @@ private:
         sptr<IRemoteObject> object;
         std::vector<Source> sources;
         bool isAlwaysThere = false;
-        Presence presence{};  // last registered value; used on registrations_ and by the destructor
+        Presence presence{};  // the value that was registered last; used on registrations_ and by the destructor
     };
 
     LinuxDevice(const LinuxDeviceOptions& options, sptr<ISystemAbilityManager> registry);

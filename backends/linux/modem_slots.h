@@ -50,7 +50,7 @@ MobileLink MobileLinkOf(const ManagedObjects& objects);
 // Whether a modem's radio can be used for calls and data. modemState: the value of the modem's property State.
 bool IsRadioOn(int32_t modemState);
 
-// Whether a change of that modem property may change the result of SlotsOf.
+// Whether a change of the given modem property may change the result of SlotsOf.
 bool AffectsSlots(const std::string& property);
 
 }  // namespace Vexo::Linux

@@ -29,7 +29,7 @@ std::string MakeUuid();
 SettingsMap MakeHotspotProfile(const std::string& uuid, const Wifi::HotspotConfig& config,
                                const HotspotSettings& settings);
 
-// Returns the settings of a profile that joins the network of that access point. The caller must have checked with
+// Returns the settings of a profile that joins the network of the given access point. The caller must have checked with
 // Wifi::MismatchOf that the configuration matches the access point's security.
 SettingsMap MakeStationProfile(const std::string& uuid, const Wifi::WifiDeviceConfig& config,
                                const AccessPoint& accessPoint);
@@ -46,9 +46,9 @@ std::string UuidOf(const Profile& profile);
 // Returns the time of the profile's last use, in seconds since 1970. Returns 0 if it was never used.
 uint64_t LastUseOf(const Profile& profile);
 
-// Stores what a station needs to join the profile's hotspot in the parameter config. If the hotspot allows several
-// kinds of security, config gets one of them. Returns false if the profile has no SSID or lacks a key that it needs.
-// Also returns false if the hotspot is neither open nor uses a shared key.
+// Fills the parameter config with the data that a station needs to join the profile's hotspot. If the hotspot allows
+// several kinds of security, config gets one of them. Returns false if the profile has no SSID or lacks a key that it
+// needs. Also returns false if the hotspot is neither open nor uses a shared key.
 bool ReadHotspotConfig(const Profile& profile, Wifi::HotspotConfig& config);
 
 }  // namespace Vexo::Linux

@@ -1,7 +1,7 @@
 // NetworkManagerWifi: the station and the hotspot of this machine. It subscribes to NetworkManager's signals for both.
-// It reports whether the machine can be a station and a hotspot now; its owner registers these abilities. Each time
-// NetworkManager starts, changes that an earlier run left in NetworkManager are undone first. LinuxDevice creates one
-// object. Any thread may use it.
+// It reports whether the machine can be a station and a hotspot now. The owner of this object registers these
+// abilities. Each time NetworkManager starts, changes that an earlier run left in NetworkManager are undone first.
+// LinuxDevice creates one object. Any thread may use it.
 #pragma once
 
 #include <memory>
@@ -27,7 +27,7 @@ struct WifiListener {
     PresenceChanged hotspotChanged;  // ability 1121
     // Called with the outcome of each attempt to connect, and when a connection of the station ends. Used for
     // connectivity events. If the network of an attempt is not visible, only this callback reports the attempt, because
-    // NetworkManager does not know of it.
+    // NetworkManager does not know of the attempt.
     LinkEnded linkEnded;
 };
 

@@ -52,8 +52,8 @@ private:
                                                  const IsCancelled& isCancelled) const;
     Network::OnlineVerdict CheckByNameServers(const Wifi::JoinedNetwork& network, SteadyTime deadline,
                                               const IsCancelled& isCancelled) const;
-    // Returns the connectivity that NetworkManager reports for that interface. Returns nullopt if NetworkManager does
-    // not answer in time, or if isCancelled returns true.
+    // Returns the connectivity that NetworkManager reports for the given interface. Returns nullopt if NetworkManager
+    // does not answer in time, or if isCancelled returns true.
     std::optional<NmConnectivity> ReadConnectivity(const std::string& interface, SteadyTime deadline,
                                                    const IsCancelled& isCancelled) const;
 

@@ -41,7 +41,8 @@ Power::Power(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<vo
 void Power::OnServiceOwnerChanged(bool hasOwner)
 {
     if (!hasOwner) {
-        // This class starts UPower once over the bus. It does not start UPower again after a later stop.
+        // This class starts UPower over the bus at most once. If UPower stops later, this class does not start it
+        // again.
         if (!std::exchange(hasTriedStart_, true) && bus_->GetProperty<std::string>(DAEMON, VERSION)) {
             return;  // this function is called again when UPower has its name
         }

@@ -47,7 +47,7 @@ private:
     mutable Mutex mutex_;
     ModemSlots slots_ GUARDED_BY(mutex_);
 
-    bool isRunning_ = false;  // whether ModemManager runs; used on strand_ only, like version_
+    bool isRunning_ = false;  // whether ModemManager runs; isRunning_ and version_ are used on strand_ only
     std::string version_;
 
     Tasks::Strand strand_;  // own synchronisation

@@ -104,7 +104,7 @@ struct DeviceState {
     std::string uplinkTechnology = "4G";
     std::optional<uint8_t> uplinkSignal;
     bool uplinkMetered = true;
-    uint64_t receivedBytes = 0;  // by this station, over its connection
+    uint64_t receivedBytes = 0;  // bytes that this station has received over its connection
     uint64_t sentBytes = 0;
     OnlineCheck onlineCheck = OnlineCheck::AIR;
     std::array<Fault, static_cast<size_t>(PlatformCall::COUNT)> faults;
@@ -137,13 +137,13 @@ struct DeviceStateEntry {
 };
 std::vector<DeviceStateEntry> DescribeDeviceState(const DeviceState& state);
 
-// Reads device-state.json in that folder. A missing file is an error.
+// Reads device-state.json in the given folder. A missing file is an error.
 [[nodiscard]] Result<DeviceState> LoadDeviceState(const std::filesystem::path& folder);
-// Writes device-state.json in that folder. Replaces the file by rename. The new file has mode 0600.
+// Writes device-state.json in the given folder. Replaces the file by rename. The new file has mode 0600.
 [[nodiscard]] Result<void> SaveDeviceState(const std::filesystem::path& folder, const DeviceState& state);
 
-// Applies assignments, such as "screen=off", to device-state.json in that folder. Applies all of them or none. Returns
-// the new state. Concurrent updates wait for each other, so that no update is lost.
+// Applies assignments, such as "screen=off", to device-state.json in the given folder. Applies all of them or none.
+// Returns the new state. Concurrent updates wait for each other, so that no update is lost.
 [[nodiscard]] Result<DeviceState> UpdateDeviceState(const std::filesystem::path& folder,
                                                     const std::vector<std::string>& assignments);
 

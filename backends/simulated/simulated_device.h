@@ -1,7 +1,7 @@
 // SimulatedDevice: the simulated backend of one device. It creates the abilities of the table below and registers those
 // that the device has. It reads device-state.json again at each change. A change of the screen, or a battery that
 // becomes low, is published as a common event. An ability is registered or removed when its radio appears or
-// disappears. The abilities return all other new values from then on.
+// disappears. For all other keys, the abilities return the new values from then on.
 //   3299 common events    4010 telephony    4011 mobile data
 //   1120 Wi-Fi device (wifi.station_present)    1121 Wi-Fi hotspot (wifi.hotspot_present)
 // The host creates one SimulatedDevice. Any thread may use it. DescribeDeviceState in device_state.h explains each key

@@ -93,8 +93,8 @@ private:
     // Removes this device's station record. Returns true if a hotspot was joined. Keeps joined_, because Joined() also
     // checks the state of station_.
     bool ClearJoined();
-    // Ends that attempt or its connection, because a caller requested it. Returns false if a newer attempt has begun,
-    // or if this attempt has already ended.
+    // Ends the given attempt or its connection, because a caller requested it. Returns false if a newer attempt has
+    // begun, or if this attempt has already ended.
     bool EndOnRequest(uint32_t attempt);
     void StopWatching();
     bool StartWatching();
@@ -112,8 +112,8 @@ private:
     bool stopped_ = false;
     std::unique_ptr<FolderWatcher> watcher_;
     Tasks::Timer timer_;
-    SteadyTime joinedAt_;     // when the state JOINING is over
-    std::string provenSsid_;  // proof_ was computed from provenSsid_ and provenKey_
+    SteadyTime joinedAt_;     // when the state JOINING ends
+    std::string provenSsid_;  // proof_ is the proof of provenKey_ for the SSID provenSsid_
     std::string provenKey_;
     std::string proof_;
     StationPresence presence_;

@@ -18,7 +18,7 @@ Uplink::Kind KindOf(const DeviceState& state, bool isJoined)
     if (IsOnOwnWifi(state, isJoined)) {
         return Uplink::Kind::WIFI;
     }
-    bool hasMobileData = state.uplinkInternet == UplinkInternet::ON;  // no wire and no Wi-Fi: only mobile data is left
+    bool hasMobileData = state.uplinkInternet == UplinkInternet::ON;  // the device has no wire and no Wi-Fi
     for (size_t slot = 0; slot < state.sims.size(); ++slot) {
         hasMobileData = hasMobileData || (state.cellularData && CanShareData(state.sims[slot]) && state.radio[slot]);
     }

@@ -11,7 +11,7 @@
 
 namespace Vexo::Host {
 
-// Facts about a device that are older than this do not influence the order of the devices.
+// DeviceFacts that are older than this do not influence the order of the devices.
 inline constexpr std::chrono::minutes FACTS_COUNT_FOR{10};
 // A device that is not reachable now is tried if this device reached it within AWAY_TRIED_FOR. At most
 // MAX_AWAY_CANDIDATES such devices are tried.
@@ -20,7 +20,7 @@ inline constexpr size_t MAX_AWAY_CANDIDATES = 3;
 // A battery at or below this percentage counts as low, unless the battery is charging.
 inline constexpr uint8_t LOW_BATTERY_PERCENT = 20;
 
-// What influences the order of the devices, besides the data of the devices themselves.
+// The data that influences the order of the devices, in addition to each device's KnownDevice.
 struct Experience {
     std::vector<std::string> preferred;  // network ids, the best first
     // When this device was last online through each device, by network id.
@@ -32,8 +32,8 @@ struct Experience {
 // Returns the devices to try, the best first. Devices that are equal by one criterion are compared by the next
 // criterion:
 // - Reachable devices come before devices that are away.
-// - Devices whose facts predict success come first, then devices whose owner must be asked, then devices that would
-//   fail.
+// - Devices whose DeviceFacts predict success come first, then devices whose owner must be asked, then devices that
+//   would fail.
 // - Then the user's preference, the last success, the battery and the signal decide, in this order.
 // - Unmetered devices come before metered devices. Equal devices keep their order.
 std::vector<KnownDevice> RankCandidates(const std::vector<KnownDevice>& devices, const Experience& experience);

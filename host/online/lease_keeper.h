@@ -1,6 +1,7 @@
-// LeaseKeeper: while this device uses another device's network, renews the lease at that device and watches whether
-// this device is still on the network. It runs on the pool of the timers. Any thread may call it. Stop does not wait
-// for a running renewal.
+// LeaseKeeper: while this device uses another device's network, renews the lease at that other device. A lease is the
+// record there that this device uses its hotspot (peer_messages.h). LeaseKeeper also watches whether this device is
+// still on the network. LeaseKeeper runs on the pool of the timers. Any thread may call it. Stop does not wait for a
+// running renewal.
 #pragma once
 
 #include <chrono>
@@ -21,7 +22,7 @@ inline constexpr std::chrono::seconds LEASE_ANSWER_LIMIT{5};
 class LeaseKeeper : public NoCopyable, public std::enable_shared_from_this<LeaseKeeper> {
 public:
     // Starts the work on a thread of the pool. The function lost is called at most once, when this device is no longer
-    // on the device's network. It is not called after Stop.
+    // on the network of the parameter device. The function is not called after Stop.
     static std::shared_ptr<LeaseKeeper> Start(const OnlineOptions& options, DeviceInUse device,
                                               std::function<void()> lost);
 

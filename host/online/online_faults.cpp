@@ -19,7 +19,8 @@ constexpr const char* CLOSE_AND_RETRY = "On {device}: switch its hotspot off, th
 
 // If the clocks of two devices differ by at least this much, the clocks are the likely cause of a refused certificate.
 constexpr std::chrono::minutes FAR_CLOCK{30};
-// A device that fails to open its hotspot answers sooner than this. A later error means that no answer arrived.
+// A device that cannot open its hotspot answers within this time. An error that comes later means that no answer
+// arrived.
 constexpr seconds ANSWER_LIMIT{3};
 
 // Result codes of the service (docs/distnetctl.md).
@@ -96,7 +97,7 @@ std::string Filled(std::string text, const std::string& place, const std::string
     return text;
 }
 
-// Returns a text that names the transport that was tried first. All other transports were tried too.
+// Returns a text that names the transport that was tried first. If there are more transports, all of them were tried.
 std::string WaysText(const KnownDevice& device)
 {
     return (device.transport == "bluetooth" ? std::string("Bluetooth")

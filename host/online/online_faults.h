@@ -42,13 +42,14 @@ std::string EventWord(OnlineFaultCode code);
 OnlineFault NotReached(const KnownDevice& device, std::chrono::sys_seconds now);
 // Returns the fault for a refusal by the device's owner. For the refusal NONE, returns a fault with the code FAILED.
 OnlineFault FaultOf(SoftBus::PeerRefusal refusal, const FaultDevice& device);
-// Returns the fault that these facts predict. Returns no value if the device can be asked, even if its owner must
-// decide first.
+// Returns the failure that the given DeviceFacts predict for an attempt at the device. Returns no value if the device
+// can be asked, even if its owner must decide first.
 std::optional<OnlineFault> FaultOf(const DeviceFacts& facts, const FaultDevice& device);
 // Returns the fault for a service request that failed to open the device's hotspot. code: the service's result; took:
 // how long the request took.
 OnlineFault HotspotFault(int32_t code, std::chrono::milliseconds took, const KnownDevice& device);
-// Returns the fault for a failed join. failure: a word of Wifi::JoinFailure; reason: the sentence for that word.
+// Returns the fault for a failed join. failure: the code word of a Wifi::JoinFailure; reason: the sentence about this
+// failure.
 OnlineFault JoinFault(const std::string& failure, const std::string& reason, const FaultDevice& device);
 // Returns the fault for a device whose network has no access to the internet.
 OnlineFault NoInternet(const std::optional<DeviceFacts>& facts, const FaultDevice& device);

@@ -1,6 +1,6 @@
-// OnlineMemory: what this device knows about the other devices for getting online. This is their facts and refusals
-// since the daemon's start, and the content of online.json. Any thread may use it. OnSuccess, SetAuto, SetPreferred and
-// Forget block on the disk; the other functions do not block.
+// OnlineMemory: stores what this device knows about the other devices: their facts (DeviceFacts) and refusals since the
+// daemon's start, and the content of online.json (online_file.h). Any thread may use it. OnSuccess, SetAuto,
+// SetPreferred and Forget block on the disk; the other functions do not block.
 #pragma once
 
 #include <functional>
@@ -27,21 +27,21 @@ public:
     std::vector<DeviceFacts> AllFacts() const EXCLUDES(mutex_);
 
     void OnRefusedBy(const std::string& networkId, SoftBus::PeerRefusal why) EXCLUDES(mutex_);
-    // Returns and clears the latest refusal by that device since the last call of TakeRefusal. Returns NONE if there
-    // was no refusal.
+    // Returns and clears the latest refusal by the given device since the last call of TakeRefusal. Returns NONE if
+    // there was no refusal.
     SoftBus::PeerRefusal TakeRefusal(const std::string& networkId) EXCLUDES(mutex_);
-    // Returns true if automatic mode may ask the device for its network without a person. This is so if the device has
-    // not refused this device since it last allowed it, and the latest facts of the device, if any, say ALLOWED.
+    // Returns true if automatic mode may ask the device for its network without a person. The device must have allowed
+    // this device since its last refusal, if any, and its latest facts, if any, must say ALLOWED.
     bool MayTryByItself(const std::string& networkId) const EXCLUDES(mutex_);
 
     Experience CurrentExperience() const EXCLUDES(mutex_);
     void OnSuccess(const std::string& networkId) EXCLUDES(mutex_);
 
     OnlineRecord Record() const EXCLUDES(mutex_);
-    // If SetAuto or SetPreferred fails, the record in memory does not change either.
+    // If the file cannot be written, SetAuto and SetPreferred fail and leave the data in memory unchanged.
     [[nodiscard]] Result<void> SetAuto(bool isOn) EXCLUDES(mutex_);
     [[nodiscard]] Result<void> SetPreferred(std::vector<std::string> networkIds) EXCLUDES(mutex_);
-    // Deletes everything except whether automatic mode is on.
+    // Deletes everything except the setting of automatic mode (on or off).
     void Forget() EXCLUDES(mutex_);
 
 private:

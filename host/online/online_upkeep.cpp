@@ -39,7 +39,8 @@ void OnlineService::Listen()
     ReviewSoon();
 }
 
-// Called by the LeaseKeeper of the connection with that number when this device has left the other device's network.
+// Called by the LeaseKeeper of the connection with the given number when this device has left the other device's
+// network.
 void OnlineService::OnLost(uint32_t number)
 {
     MutexLock lock(mutex_);
@@ -54,7 +55,7 @@ void OnlineService::OnLost(uint32_t number)
     QuviewDFX::LogInfo(LABEL, "the network of \"%{public}s\" is gone", device.deviceName);
     WriteOnlineEnd(device.networkId, OnlineEnding::LOST);
     options_.suggestAddress(device.networkId, "");
-    // If there is a newer join, a program may be using the same device again, so do not release it.
+    // If there is a newer join, a program may be using the same device again. Then do not release the device's hotspot.
     if (options_.wifi().attempt == device.wifiAttempt) {
         (void)Release(options_, device, RELEASE_LIMIT, &stop_);
     }

@@ -63,7 +63,7 @@ private:
         std::optional<PeerAnswer> answer{};
     };
 
-    // Sends the request once. If this fails because an earlier session was dead, mayRetry receives true.
+    // Sends the request once. Sets mayRetry to true if the failure came from a session that was already dead.
     Result<PeerAnswer> AskOnce(const std::string& networkId, const PeerRequest& request, const Limit& limit,
                                bool& mayRetry) EXCLUDES(mutex_);
     Result<PeerAnswer> Exchange(const SessionPtr& session, const PeerRequest& request, const Limit& limit)
@@ -83,7 +83,7 @@ private:
     void CloseDamaged(int sessionId, const std::string& why) EXCLUDES(mutex_);
 
     const std::shared_ptr<PeerRequests> requests_;
-    Tasks::Timers& timers_;  // for idle sessions; blocking calls use the system clock
+    Tasks::Timers& timers_;  // close idle sessions; blocking calls use the system clock
     Mutex mutex_;
     CondVar changed_;  // a session opened or ended, an answer arrived, or an Ask was cancelled
     bool isRunning_ GUARDED_BY(mutex_) = false;
@@ -94,7 +94,7 @@ private:
     std::map<uint32_t, Pending*> pending_ GUARDED_BY(mutex_);  // calls of Ask that wait, by request number
 };
 
-// ---- The PeerLink that the soft bus's callbacks use. The soft bus passes no context to its callbacks.
+// ---- The global variable in which the soft bus's callbacks find the PeerLink, because they get no context pointer.
 
 struct Current {
     Mutex mutex;
@@ -158,8 +158,8 @@ Error FromSoftBus(int result)
     }
 }
 
-// Returns true if the type of the answer matches the request. PeerAnswer has the same order of types as PeerRequest,
-// after UnknownAnswer as its first type.
+// Returns true if the type of the answer matches the request. PeerAnswer lists its types in the order of PeerRequest,
+// but begins with the additional type UnknownAnswer.
 bool Answers(const PeerAnswer& answer, const PeerRequest& request)
 {
     return answer.index() == 0 || answer.index() == request.index() + 1;

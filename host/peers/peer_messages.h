@@ -71,7 +71,6 @@ std::string Encode(const NumberedRequest& request);
 std::string Encode(const NumberedAnswer& answer);
 // Decodes and checks a message from another device: lengths, ranges, the format of a MAC address. The error (MALFORMED)
 // names the wrong member.
-// names the wrong member.
 [[nodiscard]] Result<PeerMessage> DecodePeerMessage(const std::string& text);
 
 }  // namespace Vexo::Host

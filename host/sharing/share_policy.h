@@ -6,7 +6,8 @@
 // - If the owner has a rule for the device, the rule decides.
 // - If there is no rule, "share.allow" decides: "account" allows, "devices" refuses, "ask" asks the owner (opens a
 //   question).
-// - A device that is allowed so far is refused if the battery is below the floor or the monthly data limit is used up.
+// - A device that is allowed so far is refused if the battery is below the configured level or the monthly data limit
+//   is used up.
 #pragma once
 
 #include <chrono>
@@ -88,10 +89,11 @@ private:
         SteadyTime pausedUntil;
     };
     // Counts the questions about a device on one day. The day is over when the local date is later than the member
-    // date. If the stored date is in the future, because the clock was ahead, the day is over after 24 hours.
+    // date. If the clock was ahead, the stored date may be in the future. Then the day is over 24 hours after the
+    // time in the member `began`.
     struct Day {
         std::chrono::local_days date;
-        SteadyTime began;  // when the day began, or was loaded from the file
+        SteadyTime began;  // boot time when the day began, or when it was loaded from the file
         uint32_t questions = 0;
 
         bool IsOver(const ShareTime& now) const;

@@ -1,6 +1,6 @@
-// ShareTime: the two clocks that sharing uses. The wall clock is for dates that people mean ("today", the month). The
-// boot clock, which nobody can set, is for waits. The caller reads both clocks. Any thread may use the value types and
-// functions, which keep no state.
+// ShareTime: the two clocks that sharing uses. The wall clock is for calendar dates, such as "today" or "this month".
+// The boot clock, which nobody can set, is for waits. The caller reads both clocks. Any thread may use the value types
+// and functions, which keep no state.
 #pragma once
 
 #include <chrono>

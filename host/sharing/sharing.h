@@ -1,8 +1,8 @@
 // Sharing: lets other devices of the account use this device's network through its hotspot. It decides which devices
 // may do so (share_policy.h), keeps the leases of these devices (share_leases.h), and counts the bytes (share_usage.h).
 // It closes a hotspot that the daemon opened when no device uses the hotspot any more, when the battery is below the
-// floor, or when the monthly data limit is used up. While a hotspot is on, Sharing reads its state every
-// SHARE_UPDATE_INTERVAL. Without a hotspot, Sharing has no timer. Any thread may use it.
+// level that the owner has set, or when the monthly data limit is used up. While a hotspot is on, Sharing reads its
+// state every SHARE_UPDATE_INTERVAL. Without a hotspot, Sharing has no timer. Any thread may use it.
 #pragma once
 
 #include <chrono>
@@ -33,10 +33,10 @@ struct SharingOptions {
     Network::NetworkMonitor* network = nullptr;  // must outlive the Sharing object
     // Returns why this device cannot open a hotspot now, or NONE if it can.
     std::function<SharingObstacle()> obstacle;
-    // Returns the name of a device of the account, or an empty text if no device has that id.
+    // Returns the name of a device of the account, or an empty text if no device has this id.
     std::function<std::string(const std::string& networkId)> nameOf;
-    // Notifies desktop programs. Called after a question to the owner about that device was opened. Runs on a thread of
-    // the pool.
+    // Notifies desktop programs. Called after a question to the owner about the given device was opened. Runs on a
+    // thread of the pool.
     std::function<void(const std::string& networkId, const std::string& deviceName)> asked;
     Tasks::Timers* timers = &Tasks::Timers::System();
 };
@@ -50,28 +50,30 @@ public:
     static std::shared_ptr<Sharing> Start(SharingOptions options);
 
     // ---- Functions for other devices.
-    // Decides whether that device may use the service now (PeerPolicy::Admit). May open a question to the owner. Does
-    // not block. A battery level older than 60 s counts as unknown, and the battery is then read again in the
+    // Decides whether the given device may use the service now (PeerPolicy::Admit). May open a question to the owner.
+    // Does not block. A battery level older than 60 s counts as unknown, and the battery is then read again in the
     // background.
     virtual SoftBus::PeerRefusal Admit(const std::string& networkId) = 0;
-    // Returns the facts of this device for that other device. Opens no question to the owner. Blocks for at most 2 s.
+    // Returns the DeviceFacts that this device sends to the given other device. Opens no question to the owner. Blocks
+    // for at most 2 s.
     virtual DeviceFacts FactsFor(const std::string& networkId) = 0;
     // OnLease and OnRelease block while the hotspot's state is read, well under 100 ms.
     virtual LeaseAnswer OnLease(const std::string& networkId, const LeaseRequest& request) = 0;
-    // An unused hotspot closes RELEASE_PAUSE after the call, because the answer may travel over that hotspot.
+    // If the daemon opened the hotspot and no device uses it any more, the hotspot is closed after the delay
+    // RELEASE_PAUSE. It is not closed at once, because the answer may be sent over it.
     virtual ReleaseAnswer OnRelease(const std::string& networkId, const ReleaseRequest& request) = 0;
-    // Call when that device is no longer a member of the account. Ends the device's lease and removes its rule and
+    // Call when the given device is no longer a member of the account. Ends the device's lease and removes its rule and
     // question. Blocks while the hotspot's state is read.
     virtual void OnMemberRemoved(const std::string& networkId) = 0;
 
     // ---- Functions for programs of this device.
     virtual ShareStatus Status() = 0;  // blocks while the hotspot's state is read
-    // Stores the owner's decision about that device. NEVER also ends the device's use of the network, and closes the
-    // hotspot if no other device uses it. Blocks on the disk.
+    // Stores the owner's decision about the given device. NEVER also ends the device's use of the network, and closes
+    // the hotspot if no other device uses it. Blocks on the disk.
     virtual ShareChange Decide(const std::string& networkId, ShareDecision decision) = 0;
 
-    // Stops timers and callbacks, and writes sharing.json. Blocks until that is done, so a callback must not call it.
-    // Idempotent.
+    // Stops timers and callbacks, and writes sharing.json. Blocks until the file is written, so a callback must not
+    // call Stop. Idempotent.
     virtual void Stop() = 0;
 };
 

@@ -15,7 +15,7 @@
 
 namespace Vexo::Host {
 
-// The maximum number of rules. The same limit applies to leases, and to devices about which the owner was asked today.
+// The maximum number of rules, of leases, and of devices about which the owner was asked today.
 inline constexpr size_t MAX_SHARE_DEVICES = 256;
 
 struct SharingRecord {

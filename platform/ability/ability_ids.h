@@ -1,4 +1,4 @@
-// The ids under which this device registers and looks up its abilities. This is the only table of them.
+// The ids under which this device registers and looks up its abilities. No other file contains such ids.
 #pragma once
 
 #include <cstdint>

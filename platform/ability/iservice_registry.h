@@ -1,6 +1,6 @@
 // ISystemAbilityManager: the registry of this device's abilities (services with a number). SystemAbilityManagerClient:
 // returns the registry. A backend registers the abilities of the machine. Every other module looks an ability up before
-// each use. Any thread. No call blocks unless its comment says so. Implementation:
+// each use. Thread-safe. No call blocks unless its comment says so. Implementation:
 // platform/ability/system_ability_manager.h.
 #pragma once
 
@@ -31,7 +31,7 @@ public:
     virtual int32_t RemoveSystemAbility(int32_t systemAbilityId) = 0;
     // Notifies the listener of each later addition or removal of the ability. If the ability is registered already, the
     // listener is also notified of that addition. Notifications run on a platform thread. Subscribing again to the same
-    // id changes nothing and returns ERR_OK. The manager owns the listener until it unsubscribes.
+    // id changes nothing and returns ERR_OK. The manager owns the listener until UnSubscribeSystemAbility.
     virtual int32_t SubscribeSystemAbility(int32_t systemAbilityId,
                                            const sptr<ISystemAbilityStatusChange>& listener) = 0;
     // Ends the subscription and drops notifications that were not delivered yet. Does not wait for a callback that is
@@ -44,8 +44,8 @@ public:
     // Returns at once. The ability stops when its running requests have ended. A request that arrives before the stop
     // waits until the ability has stopped, and then starts it again.
     virtual int32_t UnloadSystemAbility(int32_t systemAbilityId) = 0;
-    // Notifies the listeners of an addition although the ability is registered already. Call it when the ability's
-    // state has changed. Returns ERR_NOT_FOUND if the ability is not registered.
+    // Notifies the listeners again that the ability was added. Call it when the state of a registered ability has
+    // changed. Returns ERR_NOT_FOUND if the ability is not registered.
     virtual int32_t AnnounceSystemAbility(int32_t systemAbilityId) = 0;
 };
 

@@ -1,6 +1,6 @@
 // StatusListeners: the listeners that are notified when an ability is added or removed. Each listener has its own
-// strand. It is called on a pool thread, without a lock held, in the order in which the registry changed. Not
-// thread-safe: the registry's lock guards it. Used by system_ability_manager.cpp.
+// strand. The listener is called on a pool thread, without a lock held, in the order in which the registry changed. A
+// StatusListeners is not thread-safe: the registry's lock guards it. Used by system_ability_manager.cpp.
 #pragma once
 
 #include <atomic>
@@ -19,8 +19,8 @@ public:
 
     // Subscribes the listener to the ability. Returns false if the listener is subscribed to this ability already.
     bool Add(int32_t systemAbilityId, const sptr<ISystemAbilityStatusChange>& listener);
-    // Ends the subscription. Drops notifications of it that were not delivered yet. Returns false if the listener is
-    // not subscribed to this ability.
+    // Ends the subscription. Drops the subscription's notifications that were not delivered yet. Returns false if the
+    // listener is not subscribed to this ability.
     bool Remove(int32_t systemAbilityId, const sptr<ISystemAbilityStatusChange>& listener);
 
     // Notify posts the event to every listener of this id, NotifyOne to one listener. Neither function blocks.
@@ -31,7 +31,7 @@ private:
     struct Listener {
         sptr<ISystemAbilityStatusChange> object;
         std::unique_ptr<Tasks::Strand> strand;
-        // By ability id. Remove sets the flag to false.
+        // Key: the ability id. Value: a flag that Remove sets to false.
         std::map<int32_t, std::shared_ptr<std::atomic<bool>>> subscriptions;
     };
 

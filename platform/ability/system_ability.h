@@ -19,7 +19,7 @@ public:
     // being loaded. The ability must live as long as the process. A reference-counted ability is therefore never
     // released. Returns false if the ability is null or its id is taken.
     static bool MakeAndRegisterAbility(SystemAbility* ability);
-    // Returns the ability that MakeAndRegisterAbility registered, or null. The caller does not own it.
+    // Returns the ability that MakeAndRegisterAbility registered, or null. The caller does not own the ability.
     static SystemAbility* FindRegistered(int32_t systemAbilityId);
 
     virtual ~SystemAbility() = default;

@@ -19,7 +19,7 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Ability"};
 
 enum class Phase { NOT_LOADED, LOADING, LOADED, UNLOADING };
-enum class LimitFrom { CALL, LOADING };  // the load limit counts from the call, or from the begin of loading
+enum class LimitFrom { CALL, LOADING };  // the load limit starts at the call, or when loading begins
 
 struct Entry {
     sptr<IRemoteObject> object;
@@ -47,7 +47,8 @@ bool RunLoader(const OnDemand& ability)
 
 }  // namespace
 
-// The state of a manager. Work on the lifecycle strand also owns it, because that work may outlive the manager.
+// The state of a manager. Tasks on the lifecycle strand also own this object, because they may run after the manager is
+// destroyed.
 class SystemAbilityManager::State : public std::enable_shared_from_this<State> {
 public:
     explicit State(std::chrono::milliseconds loadLimit) : loadLimit_(loadLimit) {}
@@ -88,8 +89,8 @@ private:
     OnDemand* FindOnDemand(int32_t id) REQUIRES(mutex_);
     int32_t WhyNotOnDemand(int32_t id) REQUIRES(mutex_);
     // Blocks until the ability is loaded. Returns false if its start failed, the load limit has passed, or StopLoading
-    // was called. With LimitFrom::LOADING the load limit starts when loading begins, because the unloading before it
-    // may take minutes: it waits for running requests.
+    // was called. Use LimitFrom::LOADING if the ability may have to be unloaded first. Unloading waits for running
+    // requests, which may take minutes, and this time does not count.
     bool AwaitLoaded(OnDemand& ability, LimitFrom from) REQUIRES(mutex_);
     bool BeginLoading(OnDemand& ability) REQUIRES(mutex_);
     void StopWhenIdle(OnDemand& ability) REQUIRES(mutex_);

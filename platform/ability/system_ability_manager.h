@@ -1,7 +1,7 @@
 // SystemAbilityManager: the registry of one daemon, which also loads and unloads abilities on demand. The host creates
 // it, adds the on-demand abilities, installs it with SystemAbilityManagerClient and passes IPC requests to Dispatch.
-// Any thread. Abilities start and stop one at a time on a pool thread, never on the thread that requests it. OnStart
-// and OnStop must therefore not wait for another on-demand ability. States of an on-demand ability:
+// Thread-safe. Abilities start and stop one at a time on a pool thread, never on the thread that requests the start or
+// the stop. OnStart and OnStop must therefore not wait for another on-demand ability. States of an on-demand ability:
 //   NOT_LOADED --request or load--> LOADING --OnStart published--> LOADED --unload--> UNLOADING --OnStop--> NOT_LOADED
 // A request waits while the ability unloads. While the ability loads, the request waits at most the load limit
 // (loadLimit). When a start fails, the waiting requests fail. The next request tries the start again.
@@ -30,15 +30,15 @@ public:
     explicit SystemAbilityManager(std::chrono::milliseconds loadLimit = ABILITY_LOAD_LIMIT);
     ~SystemAbilityManager() override;
 
-    // Adds an ability that is loaded on demand by the function loader, which must not be empty. Call it at most once
-    // for each id.
+    // Adds an ability that is loaded on demand. loader: opens the ability's library; must not be empty. Call this
+    // function at most once for each id.
     void AddOnDemandAbility(int32_t systemAbilityId, Loader loader);
 
     // Runs one request on the calling thread, in the ability that the request names. Returns the result of
     // OnRemoteRequest, IPC_UNKNOWN_ABILITY or IPC_ABILITY_UNAVAILABLE. IPC_UNKNOWN_ABILITY is also returned for an
-    // object that is no IPCObjectStub. Loads an on-demand ability first, which blocks at most the load limit. If the
-    // ability is being unloaded, Dispatch first waits for the end of that, which may take minutes. The ability is not
-    // unloaded while the request runs.
+    // object that is no IPCObjectStub. Loads an on-demand ability first, which blocks for at most the load limit. If
+    // the ability is being unloaded, Dispatch first waits until the ability has stopped, which may take minutes. The
+    // ability is not unloaded while the request runs.
     int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
     // Returns true if an on-demand ability runs and is neither starting nor stopping.

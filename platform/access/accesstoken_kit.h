@@ -1,6 +1,6 @@
-// AccessTokenKit and TokenIdKit: return what kind of caller has an access token and what that caller may do. The IPC
-// server gives each caller a token. The token depends on the caller's user and groups, as reported by the kernel, and
-// on the access policy (platform/access/policy.h). All functions only read memory. Any thread.
+// AccessTokenKit and TokenIdKit: return the type and the rights of the caller that has an access token. The IPC server
+// gives each caller a token. The token depends on the caller's user and groups, as reported by the kernel, and on the
+// access policy (platform/access/policy.h). All functions only read memory. Thread-safe.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ enum PermissionState : int32_t { PERMISSION_DENIED = -1, PERMISSION_GRANTED = 0 
 
 enum AccessTokenResult : int32_t { ACCESS_TOKEN_OK = 0, ACCESS_TOKEN_UNKNOWN = 1, ACCESS_TOKEN_NOT_APPLICATION = 2 };
 
-// The permission to change this device's connectivity. The service and the daemon require it of their callers.
+// The permission to change this device's connectivity. Callers of the service and of the daemon need this permission.
 inline constexpr const char* CONNECTIVITY_INTERNAL_PERMISSION = "vexo.permission.CONNECTIVITY_INTERNAL";
 
 struct HapTokenInfo {

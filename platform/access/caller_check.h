@@ -1,6 +1,6 @@
 // CheckCaller: decides whether the current caller (IPCSkeleton) has a permission. Every permission check of the daemon
-// calls it. The interface that calls it writes its own log lines and chooses its own result codes. CheckCaller only
-// reads memory. Any thread. Access tokens: platform/access/accesstoken_kit.h.
+// uses CheckCaller. The code that calls CheckCaller writes the log lines and chooses the result codes. CheckCaller only
+// reads memory. Thread-safe. Access tokens: platform/access/accesstoken_kit.h.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// The access policy: decides what kind of caller a caller is and which permissions the caller has. It decides this from
-// the caller's user and groups. The policy is read once at start from a JSON file:
+// The access policy: maps the user and the groups of a caller to a caller type (application, native or shell) and to
+// permissions. The policy is read once at start from a JSON file:
 //   {"entries": [{"user": "root", "token_type": "native", "system_app": true},
 //                {"group": "netdev", "token_type": "application", "privilege_level": 2, "system_app": true,
 //                 "permissions": ["vexo.permission.CONNECTIVITY_INTERNAL"]}]}
@@ -12,7 +12,7 @@
 // The first entry with the caller's user applies. If there is none, the first entry with one of the caller's groups
 // applies. Every other caller is a shell. An entry whose name the machine does not know matches no caller.
 // Load reads the disk. InstallAccessPolicy reads the user database; the host calls it once, before the IPC server
-// starts. The other functions only use memory. Any thread.
+// starts. The other functions only use memory. Thread-safe.
 #pragma once
 
 #include <filesystem>

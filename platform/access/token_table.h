@@ -1,6 +1,6 @@
 // TokenTable: the access tokens that this process has issued. A token is issued when a user first matches a policy
-// entry. From then on it stands for that user and that entry. A new policy makes every token unknown, except the token
-// of this process. Any thread. policy.cpp fills the table; accesstoken_kit.cpp reads it.
+// entry. From then on, the token stands for that user and that entry. A new policy makes every token unknown, except
+// the token of this process. Thread-safe. policy.cpp fills the table; accesstoken_kit.cpp reads it.
 #pragma once
 
 #include <sys/types.h>
@@ -21,7 +21,7 @@ namespace Vexo::Security {
 
 inline constexpr AccessTokenID SELF_TOKEN = 1;
 
-// The kind and the rights of the callers that have a token.
+// The type and the rights of a caller that has a token.
 struct TokenFacts {
     ATokenTypeEnum type = TOKEN_SHELL;
     ATokenAplEnum privilegeLevel = APL_NORMAL;
@@ -30,7 +30,7 @@ struct TokenFacts {
     std::string origin;  // the policy entry, such as "group netdev"
 };
 
-// A policy entry whose user or group name is resolved to a number. A number has no value if the entry does not name it,
+// A policy entry with its user or group as a number. user and group have no value if the entry does not contain them,
 // or if the machine does not know the name.
 struct ResolvedEntry {
     std::optional<uid_t> user;
@@ -45,8 +45,8 @@ public:
     void Install(std::vector<ResolvedEntry> entries);
     AccessTokenID Identify(const PeerCredentials& peer, bool& systemApp);
 
-    // Calls the function use with the facts of the token and returns its result. Returns fallback for an unknown token.
-    // The table's lock is held during the call.
+    // Calls use with the TokenFacts of the token and returns the result of use. For an unknown token, returns fallback.
+    // The table's lock is held while use runs.
     template <typename Result, typename Use>
     Result With(AccessTokenID token, Result fallback, Use use) const
     {
@@ -61,7 +61,7 @@ private:
 
     mutable Mutex mutex_;
     const TokenFacts self_;
-    const TokenFacts nobody_;  // the facts of callers that match no entry
+    const TokenFacts nobody_;  // the rights of callers that match no policy entry
     std::vector<ResolvedEntry> entries_ GUARDED_BY(mutex_);
     AccessTokenID lastToken_ GUARDED_BY(mutex_) = SELF_TOKEN;
     std::map<std::pair<const TokenFacts*, uid_t>, AccessTokenID> issued_ GUARDED_BY(mutex_);

@@ -21,7 +21,7 @@ public:
         given_.NotifyAll();
     }
 
-    // Blocks until the value is set, or until the time in limit has passed. Returns nullopt on timeout.
+    // Blocks until the value is set. Returns nullopt if that takes too long. limit: the longest time to block.
     std::optional<T> WaitFor(std::chrono::milliseconds limit)
     {
         MutexLock lock(mutex_);

@@ -15,7 +15,7 @@ class Clock {
 public:
     virtual ~Clock() = default;
 
-    // Returns monotonic time, for durations and deadlines. Nobody can set this time. It does not advance while the
+    // Returns monotonic time, for durations and deadlines. This time cannot be set, and does not advance while the
     // machine is suspended.
     virtual SteadyTime Now() const = 0;
     // Returns monotonic time that also advances while the machine is suspended (clock_gettime(2), CLOCK_BOOTTIME). Do

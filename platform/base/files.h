@@ -1,7 +1,6 @@
 // File helpers: create folders with a given mode, read a whole file up to a size limit, replace a file, and write a
 // whole text to a descriptor. A file is replaced by rename, so that a reader sees the old text or the new one, never a
-// part. The functions block on the disk, or on the pipe or socket behind the descriptor. They have no state. Any thread
-// may call them.
+// part. The functions are thread-safe and block on the disk, or on the pipe or socket behind the descriptor.
 #pragma once
 
 #include <sys/types.h>
@@ -32,11 +31,12 @@ inline constexpr mode_t PRIVATE_FOLDER = 0700;  // only the owner may access the
 // false and sets errno; a part of the text may then have been written.
 [[nodiscard]] bool WriteAll(int fd, std::string_view text);
 
-// Says whether WriteFileAtomically waits until the data is on the disk. BEFORE_RENAME: it waits before it renames the
-// file. LATER: it does not wait, because that may take seconds. After a power failure the file may then be empty.
+// Says whether WriteFileAtomically waits until the data is on the disk. BEFORE_RENAME: the function waits before it
+// renames the file. LATER: the function does not wait, because waiting may take seconds; after a power failure the file
+// may be empty.
 enum class Sync { BEFORE_RENAME, LATER };
 // Replaces the file at path: writes the text to a new temporary file with the given mode in the same folder, and
-// renames that file. For the parameter sync, see Sync.
+// renames that file. sync: whether to wait until the data is on the disk.
 [[nodiscard]] Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_view text, mode_t mode,
                                                Sync sync = Sync::BEFORE_RENAME);
 

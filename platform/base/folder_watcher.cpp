@@ -107,7 +107,7 @@ private:
             if (known != NOT_WATCHED) {
                 (void)::inotify_rm_watch(inotify_.Get(), known);
             }
-            // Try again, because the folder may have appeared before the watch of its ancestor began.
+            // Try again, because the folder may have appeared before its ancestor was watched.
         }
     }
 

@@ -1,5 +1,4 @@
-// Converts between bytes and lower-case hex text. Ids and keys are written as such text. The functions have no state.
-// Any thread may call them.
+// Converts between bytes and lower-case hex text. Ids and keys are written as such text. The functions are thread-safe.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +16,7 @@ std::string HexOf(std::span<const uint8_t> bytes);
 // Returns the bytes that the hex text stands for. Returns an empty string when the text has an odd length or contains a
 // character other than 0-9 and a-f.
 std::string BytesOfHex(std::string_view text);
-// Whether the text has the form of a network id or a device id: ID_CHARACTERS lower-case hex characters.
+// Returns true if the text has the form of a network id or a device id: ID_CHARACTERS lower-case hex characters.
 bool IsHexId(std::string_view text);
 
 }  // namespace Vexo

@@ -20,7 +20,7 @@ bool IsHostName(std::string_view text)
     });
 }
 
-// Whether the text is an IPv6 address. A scope may follow the address: "%" and an interface's name or number.
+// Returns true if the text is an IPv6 address. A scope may follow the address: "%" and an interface's name or number.
 bool IsIpv6Address(const std::string& text)
 {
     const size_t scope = std::min(text.find('%'), text.size());

@@ -1,5 +1,5 @@
-// HOST:PORT, the notation for a listening address in configurations and announcements. The functions do not resolve
-// names, have no state and do not block. Any thread may call them.
+// HOST:PORT, the notation for a listening address in configurations and announcements. The functions are thread-safe,
+// do not resolve names and do not block.
 #pragma once
 
 #include <cstdint>

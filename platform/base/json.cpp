@@ -10,7 +10,8 @@ std::string Escaped(const PrintedJson& text)
     return text ? EscapeJson(text.get()) : "";
 }
 
-// Returns the position of the offset as "LINE:COLUMN". Both are counted from 1, the column in bytes.
+// Returns the position of the offset as "LINE:COLUMN". Line and column are counted from 1. The column is counted in
+// bytes.
 std::string PlaceOf(std::string_view text, size_t offset)
 {
     const std::string_view before = text.substr(0, offset);
@@ -39,7 +40,7 @@ Result<Json> ParseWholeJson(const std::string& text)
     }
     const char* stop = text.c_str();
     Json value(cJSON_ParseWithLengthOpts(text.c_str(), text.size() + 1, &stop, 1));
-    // cJSON treats a NUL byte as white space or as the end of a string, so the code below looks for it.
+    // cJSON treats a NUL byte as white space or as the end of a string, so the code below looks for NUL bytes.
     size_t offset = text.find('\0');
     if (value == nullptr) {
         offset = std::min(offset, static_cast<size_t>(stop - text.c_str()));

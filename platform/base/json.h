@@ -37,9 +37,9 @@ inline Json ParseJson(std::string_view text)
 }
 
 // Parses text that a person may have written. The text must contain one JSON value and nothing else. An error message
-// begins with the line and the column, such as "7:3: the JSON ends too early". Both are counted from 1, the column in
-// bytes. Invalid UTF-8 is an error. A NUL, as a byte or as \u0000, is also an error, because cJSON would end the string
-// there.
+// begins with the line and the column, such as "7:3: the JSON ends too early". Line and column are counted from 1. The
+// column is counted in bytes. Invalid UTF-8 is an error. A NUL, as a byte or as \u0000, is also an error, because cJSON
+// would end the string there.
 [[nodiscard]] Result<Json> ParseWholeJson(const std::string& text);
 
 // Returns the value as JSON text without spaces, or an empty string when memory is short. The text is valid UTF-8 (RFC

@@ -46,8 +46,8 @@ class JsonKind {
 public:
     explicit JsonKind(JsonShape shape) : shape_(std::make_shared<const JsonShape>(std::move(shape))) {}
 
-    // Parses the JSON text into the parameter value. Returns all faults, or an empty list when there is none. After a
-    // fault, only parts of the value are set. Each fault begins with fileName.
+    // Parses the JSON text and stores the result in value. Returns all faults, or an empty list when there is none. If
+    // there is a fault, only some parts of value are set. Each fault begins with fileName.
     std::vector<std::string> Read(const std::string& text, const std::string& fileName, T& value) const
     {
         return ReadDocument(*shape_, text, fileName, &value);
@@ -129,16 +129,16 @@ struct JsonKeyOf {
     JsonKey key;
 };
 
-// Says what happens to a key that the table does not have. REFUSED: it is a fault. SKIPPED: it is ignored. Use SKIPPED
-// for JSON from other devices, which may run a newer version.
+// Says what happens to a key that the table does not have. REFUSED: the key is a fault. SKIPPED: the key is ignored.
+// Use SKIPPED for JSON from other devices, which may run a newer version.
 enum class UnknownKeys { REFUSED, SKIPPED };
 
 // The kind of a JSON object. A table lists the object's keys.
 template <typename Object>
 class JsonKeys : public JsonKind<Object> {
 public:
-    // check: a function that is called when the object has no other fault. It returns a text that says what is wrong
-    // with the object as a whole (such as "names nobody"), or an empty string.
+    // check: a function that is called when the object has no other fault. The function returns a text that says what
+    // is wrong with the object as a whole (such as "names nobody"), or an empty string.
     explicit JsonKeys(std::vector<JsonKeyOf<Object>> keys, std::function<std::string(const Object&)> check = {},
                       UnknownKeys unknown = UnknownKeys::REFUSED)
         : JsonKind<Object>(MakeShape(std::move(keys), std::move(check), unknown))
@@ -212,8 +212,8 @@ inline JsonKind<bool> FlagKind()
         [](bool value) { return Json(cJSON_CreateBool(value ? 1 : 0)); });
 }
 
-// Returns the kind of a whole number. The parameters least and most are the smallest and the largest allowed number,
-// both within 2^53. T is an integer, an enum, or a duration, which is written as its count.
+// Returns the kind of a whole number. least, most: the smallest and the largest allowed number, both within 2^53. T is
+// an integer, an enum, or a duration. A duration is written as the number of its units.
 // note: a text that follows the range in fault messages, such as "0 picks a free port".
 template <typename T>
 JsonKind<T> WholeNumberKind(int64_t least, int64_t most, const std::string& note = "")
@@ -236,8 +236,8 @@ JsonKind<T> WholeNumberKind(int64_t least, int64_t most, const std::string& note
         });
 }
 
-// Returns the kind of a file format's version number. Only the number in newest is accepted. The fault for a higher
-// number says that a newer version of this program made the file.
+// Returns the kind of a file format's version number. newest: the only accepted number. The fault for a higher number
+// says that a newer version of this program made the file.
 inline JsonKind<int> FormatVersionKind(int newest)
 {
     return ValueKind<int>(
@@ -252,8 +252,8 @@ inline JsonKind<int> FormatVersionKind(int newest)
         [](int version) { return Json(cJSON_CreateNumber(version)); });
 }
 
-// Returns the kind of a text that stands for a T. The function parse stores the T. If the text is wrong, parse stores
-// nothing and returns the reason. The function print returns the text for a T. For a secret, the reason must not
+// Returns the kind of a text that stands for a T. parse: converts the text and stores the T in out; if the text is
+// wrong, stores nothing and returns the reason. print: returns the text for a T. For a secret, the reason must not
 // contain the text.
 template <typename T>
 JsonKind<T> ParsedTextKind(std::string allowed, std::function<std::string(const std::string& text, T& out)> parse,

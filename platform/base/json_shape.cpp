@@ -28,8 +28,8 @@ const JsonKey* FindKey(const JsonShape& shape, std::string_view name)
     return found != shape.keys.end() ? &*found : nullptr;
 }
 
-// Whether a key belongs to a group. A group is the beginning of a dotted name: the key "sims.0.state" belongs to the
-// groups "sims" and "sims.0". Every key belongs to the group "".
+// Returns true if a key belongs to a group. A group is the beginning of a dotted name: the key "sims.0.state" belongs
+// to the groups "sims" and "sims.0". Every key belongs to the group "".
 bool IsInGroup(const JsonKey& key, const std::string& group)
 {
     return group.empty() || key.name.starts_with(group + ".");
@@ -78,8 +78,8 @@ std::string Cut(const std::string& text)
     return text.size() <= MAX_SHOWN_BYTES ? text : std::string(CutToBytes(text, MAX_SHOWN_BYTES)) + "…";
 }
 
-// Returns the value as text for fault messages. For a list or an object, returns only the type, because it may contain
-// a secret.
+// Returns the value as text for fault messages. For a list or an object, returns only the type, because a list or an
+// object may contain a secret.
 std::string Shown(const cJSON& json, bool isSecret)
 {
     if (cJSON_IsArray(&json) || cJSON_IsObject(&json)) {
@@ -102,7 +102,7 @@ bool CanBeAKey(const std::string& name)
 }
 
 // Returns the fault text for a name that is not a key. If the name is a group, the text begins with "no key by itself".
-// Otherwise it begins with "unknown key" and adds the closest known key, or the names in the group.
+// Otherwise the text begins with "unknown key" and adds the closest known key, or the names in the group.
 std::string UnknownKey(const JsonShape& shape, const std::string& name)
 {
     if (IsGroup(shape, name)) {
@@ -233,7 +233,7 @@ private:
     std::vector<std::string> faults_;
 };
 
-// Returns the JSON object or list of the group inside the parameter json. Creates it and its parents if they are
+// Returns the JSON object or list of the group inside json. Creates this object or list and its parents if they are
 // missing.
 cJSON* GroupBelow(const JsonShape& shape, cJSON* json, const std::string& group)
 {
@@ -255,7 +255,7 @@ cJSON* GroupBelow(const JsonShape& shape, cJSON* json, const std::string& group)
 
 Json WriteMember(const JsonKey& key, const void* object)
 {
-    // The const_cast is safe, because the function member returns a reference into the object and changes nothing.
+    // The const_cast is safe, because key.member only returns a reference to a part of the object.
     return WriteValue(*key.shape, key.member(const_cast<void*>(object)));
 }
 

@@ -1,6 +1,6 @@
-// The part of json_keys.h that does not depend on a type, so that it is compiled only once. A void* points to a value
-// of the C++ type for which a shape was made. Only json_keys.h makes shapes. Shapes do not change after construction,
-// so any thread may use them. No call blocks.
+// The part of json_keys.h that does not depend on a type. This part is compiled only once. A void* points to a value of
+// the C++ type for which a shape was made. Only json_keys.h makes shapes. Shapes do not change after construction, so
+// any thread may use them. No call blocks.
 #pragma once
 
 #include <cstddef>
@@ -30,7 +30,7 @@ struct JsonKey {
 };
 
 // The form of one JSON value. If element is set, the value is a list. If keys is not empty, the value is an object.
-// Otherwise it is a single value.
+// Otherwise the value is a single value.
 struct JsonShape {
     std::string allowed;    // the allowed values in words, such as "0 to 65535"
     bool isText = false;    // true: a text, which a person types without quotes

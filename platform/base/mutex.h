@@ -95,9 +95,9 @@ public:
         return intime;
     }
 
-    // Blocks until the condition is true, or until the time in limit has passed. Returns whether the condition is true.
-    // The condition is a lambda marked REQUIRES(mutex). The thread-safety analysis is off in this function, because it
-    // cannot see that the mutex is held where the lambda is called.
+    // Blocks until the condition is true. limit: the longest time to block. Returns whether the condition is true. The
+    // condition is a lambda marked REQUIRES(mutex). The thread-safety analysis is off in this function, because the
+    // analysis cannot see that the mutex is held where the lambda is called.
     template <typename Condition>
     bool WaitFor(Mutex& mutex, std::chrono::nanoseconds limit, const Condition& condition)
         REQUIRES(mutex) NO_THREAD_SAFETY_ANALYSIS

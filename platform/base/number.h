@@ -1,4 +1,4 @@
-// ParseNumber: parses text that consists of one number and nothing else. Any thread may call it. It does not block.
+// ParseNumber: parses text that consists of one number and nothing else. Thread-safe. Does not block.
 #pragma once
 
 #include <charconv>

@@ -17,8 +17,8 @@ namespace Vexo {
 // number and receive printed text. Writing to a descriptor that this function opened fails with EBADF. Call this
 // function first in main.
 void KeepStandardStreams();
-// Says whether a symbolic link as the last component of a path is followed or refused. Refuse it in a folder to which
-// other users can write, because they could make the link point to any file.
+// Says whether a symbolic link as the last component of a path is followed or refused. Refuse such a link in a folder
+// to which other users can write, because those users could make the link point to any file.
 enum class LastLink { FOLLOWED, REFUSED };
 // Opens a regular file, read-only and close-on-exec. Refuses everything else, and does not wait for a FIFO or a device.
 // The error names the path and the cause.

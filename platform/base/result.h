@@ -22,7 +22,7 @@ enum class ErrorCode : uint8_t {
     REFUSED,            // the other side answered, but reported a failure
     UNTRUSTED,          // a certificate, a key, a signature or a peer cannot be trusted
     CANCELLED,          // the caller no longer wants the result
-    EXPIRED,            // by this device's clock, the validity period is over or has not begun
+    EXPIRED,            // the validity period is over or has not begun, according to this device's clock
     SYSTEM,             // the operating system or a library failed: disk, descriptors, memory
 };
 

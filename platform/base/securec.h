@@ -1,5 +1,5 @@
 // Bounded copy and fill: a call fails, and copies or fills nothing, when the count exceeds the size of the destination.
-// The functions behave as in C11 Annex K, but call no constraint handler. They have no state. Any thread may call them.
+// The functions behave as in C11 Annex K, but call no constraint handler. The functions are thread-safe.
 #pragma once
 
 #include <cstddef>

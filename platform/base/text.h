@@ -1,5 +1,5 @@
 // Text that people type or read: corrections of misspelt words, short ids, line wrapping, rounded durations. The
-// functions have no state and do not block. Any thread may call them.
+// functions are thread-safe and do not block.
 #pragma once
 
 #include <chrono>
@@ -10,7 +10,7 @@
 
 namespace Vexo {
 
-// Returns the candidate that is closest to the parameter word, or an empty string when none is close enough. The
+// Returns the candidate that is closest to the given word, or an empty string when no candidate is close enough. The
 // distance is the optimal string alignment distance: a missing, added, different or swapped letter counts as 1. The
 // largest allowed distance is 1 for a word of one or two bytes, 2 for a word of up to eight bytes, else a third of the
 // word's length. If several candidates are equally close, the first one wins. The comparison works on bytes and is
@@ -20,15 +20,15 @@ std::string ClosestOf(std::string_view word, const std::vector<std::string>& can
 // Returns the short form of a network id or device id for people, such as "3f91c…d6384". Returns text of at most 11
 // bytes unchanged.
 std::string ShortId(std::string_view id);
-// Whether the parameter word is a short form of the id: one or more of the id's first characters, then "…" or "...",
-// then one or more of the id's last characters.
+// Returns true if the given word is a short form of the id: one or more of the id's first characters, then "…" or
+// "...", then one or more of the id's last characters.
 bool FitsShortId(std::string_view word, std::string_view id);
 
 // Returns how many terminal columns the text needs: one for each code point (platform/base/utf8.h).
 size_t TextWidth(std::string_view text);
 
-// Breaks the text into lines at spaces. No line needs more than width columns, unless it is a single word that is
-// longer.
+// Breaks the text into lines at spaces. A line needs at most width columns. Only a line that consists of one long word
+// may need more.
 std::vector<std::string> Wrap(const std::string& text, size_t width);
 
 // Returns the duration in its largest unit, rounded down, such as "41 s", "5 min", "2 h" or "3 d".

@@ -1,5 +1,5 @@
-// Looks up the names and numbers of this machine's users and groups. The functions block on the user database, which
-// may query a directory server. They have no state. Any thread may call them.
+// Looks up the names and numbers of this machine's users and groups. The functions are thread-safe and block on the
+// user database, which may query a directory server.
 #pragma once
 
 #include <sys/types.h>

@@ -31,8 +31,8 @@ bool IsHidden(char32_t character)
                        [character](const Range& range) { return character >= range.first && character <= range.last; });
 }
 
-// Calls the function visit for each character in order, until visit returns false. visit receives a code point and its
-// bytes. For a byte that is not valid UTF-8, it receives nullopt and that byte.
+// Calls visit for each character in order, until visit returns false. visit receives a code point and its bytes. For a
+// byte that is not valid UTF-8, visit receives nullopt and that byte.
 template <typename Visit>
 void ForEachCharacter(std::string_view text, Visit visit)
 {

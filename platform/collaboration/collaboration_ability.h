@@ -1,6 +1,6 @@
 // The collaboration framework. It starts an ability (a service) on another device, the peer. It also lets the two
-// devices exchange data while they work together. This is called a collaboration. The functions use the framework's own
-// ability, which is registered as 70635. Any thread.
+// devices exchange data. This connection of two devices is called a collaboration. The functions call the framework's
+// own ability, which is registered as 70635. Thread-safe.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +26,7 @@ enum CollaborationResult : int32_t {
     COLLABORATION_NOT_SENT = 9,          // too many bytes wait to be sent to the peer
 };
 
-// The peer to collaborate with, and the ability to start on it.
+// The peer to collaborate with, and the ability to start on the peer.
 class TargetInfo : public RefBase {
 public:
     // flags, action and parameters are sent to the peer's framework unchanged.
@@ -89,19 +89,21 @@ public:
     // Ends the collaboration on both sides. Does not wait for the peer. Data that has already arrived is still
     // delivered to a registered callback.
     int32_t StopCollaboration(int32_t sessionId);
-    // Lists the running collaborations of that ability. This device or the peer has started them.
+    // Lists the running collaborations of that ability, both those that this device has started and those that a peer
+    // has started.
     int32_t GetCollaborationStartInfos(int32_t systemAbilityId, std::vector<sptr<StartInfo>>& infos);
 
     // Registers the callback that receives the data of a running collaboration, and tells the peer that this side is
     // ready. Does not block. A collaboration has one callback, so a new callback replaces an earlier one. Data that
-    // arrived before the first callback is delivered to it in order. At most 64 messages and 1 MiB (data_channel.h) may
-    // wait for the first callback or for a slow callback. If more data arrives, the collaboration ends.
+    // arrived before the first callback is delivered to that callback in order. At most 64 messages and 1 MiB
+    // (data_channel.h) may wait for the first callback or for a slow callback. If more data arrives, the collaboration
+    // ends.
     int32_t RegisterCollaborationDataCallback(int32_t sessionId, const sptr<DataCallback>& callback);
     // Removes the callback, and drops data that waits for the callback. Does not block. Returns COLLABORATION_OK even
     // if there is no callback or the collaboration has ended.
     int32_t UnRegisterCollaborationDataCallback(int32_t sessionId);
     // Sends a copy of the data as one message. size: 1 to 163,815 bytes. Does not block. The peer delivers the message
-    // when a callback is registered there. OnDataReceiverReady (data_callback.h) reports that this is the case.
+    // when a callback is registered on the peer. OnDataReceiverReady (data_callback.h) reports this registration.
     int32_t SendCollaborationData(int32_t sessionId, const void* data, uint32_t size);
 
 private:

@@ -7,7 +7,6 @@
 namespace Vexo::CollaborationFwk {
 namespace {
 
-// Converts a result of SendBytes to a CollaborationResult.
 int32_t ResultOfSendBytes(int result)
 {
     switch (result) {
@@ -91,7 +90,7 @@ const char* CollaborationServer::HandleData(int32_t sessionId, std::string bytes
         session = Use(sessionId);
     }
     // Ask the policy again for each message of a session that the peer opened, because the owner may have changed the
-    // rules since the start.
+    // rules since the session was opened.
     if (session && session->inbound && Admit(session->networkId) != COLLABORATION_OK) {
         return "a message that the owner's rules refuse";
     }

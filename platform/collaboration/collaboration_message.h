@@ -1,6 +1,6 @@
-// The messages that the collaboration frameworks of two devices exchange. Each is one message of the soft-bus session
-// between them. All numbers are little-endian. A string is an int32 length n, n bytes, a NUL, and zeros up to the next
-// multiple of four.
+// The messages that the collaboration frameworks of two devices exchange. Each of them is sent as one message of a
+// soft-bus session. All numbers are little-endian. A string is an int32 length n, n bytes, a NUL, and zeros up to the
+// next multiple of four.
 //   START    bytes 0-3   uint32 1                  ANSWER   bytes 0-3   uint32 2
 //            bytes 4-7   uint32 request                     bytes 4-7   uint32 request: that of the START
 //            bytes 8-11  int32 id of the ability            bytes 8-11  int32 code: 0 if the ability runs, otherwise a
@@ -9,7 +9,7 @@
 //            string action, string parameters
 //   DATA     bytes 0-3   uint32 3                  READY    bytes 0-3   uint32 4: a data callback is registered at the
 //            string       at least one byte                              sender
-// A message must end after these fields. Pure functions; any thread.
+// A message must end after these fields. Pure functions; thread-safe.
 #pragma once
 
 #include <cstdint>

@@ -250,7 +250,7 @@ void CollaborationServer::HandleAnswer(int32_t sessionId, const AnswerMessage& a
 {
     const MutexLock lock(mutex_);
     const auto pending = pending_.find(answer.request);
-    // Ignore an answer if no call waits for it any more, or if it arrived over another session.
+    // Ignore an answer if no call waits for it any more, or if the answer arrived over another session.
     if (pending != pending_.end() && pending->second->sessionId == sessionId) {
         pending->second->answered = true;
         pending->second->code = answer.code;
@@ -302,7 +302,7 @@ void CollaborationServer::End(const SessionPtr& ended, int32_t failure)
 }
 
 // The caller must hold mutex_ until the session is closed. Otherwise OnSessionOpened could run for an open session that
-// is not in sessions_, and treat it as a session that the peer has opened.
+// is not in sessions_, and treat this session as one that the peer has opened.
 void CollaborationServer::Close(const SessionPtr& session)
 {
     const int32_t id = session->id;

@@ -1,8 +1,8 @@
 // CollaborationServer: the collaboration framework of this device. It keeps one soft-bus session to each peer. The
 // session carries requests to start an ability (a service), their answers, and data (collaboration_message.h). The host
-// creates the server after the soft bus was registered as ability 4700, and registers the server as ability 70635. Any
-// thread. StartCollaboration blocks, at most for the startLimit of Start. The soft bus calls its callbacks on session
-// strands.
+// creates the server after the soft bus was registered as ability 4700, and registers the server as ability 70635.
+// Thread-safe. StartCollaboration blocks for at most the startLimit that was passed to Start. The soft bus calls its
+// callbacks on session strands.
 #pragma once
 
 #include <chrono>
@@ -29,11 +29,11 @@ inline constexpr const char* COLLABORATION_PACKAGE = "vexo.distnet";
 inline constexpr const char* COLLABORATION_SESSION = "vexo.distnet.collaboration";
 
 inline constexpr std::chrono::milliseconds COLLABORATION_START_LIMIT{5'000};
-// The limit of StartCollaboration if the peer may have to be found over Bluetooth first. It is below 10 s, because a
-// person must get an answer within 10 s.
+// The longest time that StartCollaboration blocks if the peer may have to be found over Bluetooth first. A person must
+// get an answer within 10 s.
 inline constexpr std::chrono::milliseconds COLLABORATION_SEEKING_START_LIMIT{9'800};
-// If a start uses an existing session, it waits this long for the answer. Then it tries a new session, because the
-// network of the existing session may be gone.
+// How long StartCollaboration waits for an answer over an existing session before it tries a new session. The network
+// of the existing session may be gone.
 inline constexpr std::chrono::milliseconds COLLABORATION_KEPT_SESSION_LIMIT{1'500};
 // The side that opened a session closes the session this long after its last use.
 inline constexpr std::chrono::seconds COLLABORATION_EXPIRY{30};
@@ -42,9 +42,9 @@ class CollaborationServer : public ICollaborationService, public IPCObjectStub {
 public:
     // Creates the server, which answers peers from now on. Only one server may run in a process. Errors: ALREADY_EXISTS
     // if one runs already, REFUSED if the soft bus refuses the session server.
-    // startLimit: the longest time for which StartCollaboration blocks.
-    // policy: decides which devices may start a service here, and is notified when a peer refuses this device. It must
-    // outlive the server. Null: every device of the account may.
+    // startLimit: the longest time for which StartCollaboration blocks. policy: decides which devices may start a
+    // service here, and is notified when a peer refuses this device. The policy must outlive the server. If policy is
+    // null, every device of the account may start a service.
     [[nodiscard]] static Result<sptr<CollaborationServer>> Start(
         std::chrono::milliseconds startLimit = COLLABORATION_START_LIMIT,
         Tasks::Timers& timers = Tasks::Timers::System(), SoftBus::PeerPolicy* policy = nullptr);
@@ -74,7 +74,7 @@ private:
         std::string networkId;
         bool inbound;
         Stage stage = Stage::OPENING;
-        int32_t failure = COLLABORATION_OK;  // when the session has ended: the result for callers that waited for it
+        int32_t failure = COLLABORATION_OK;  // the result for callers that waited for a session that has ended
         std::set<int32_t> abilities = {};    // the abilities whose collaborations use this session
         SteadyTime lastUse = {};
         Tasks::Timer expiry{};  // closes an open outbound session after COLLABORATION_EXPIRY
@@ -82,7 +82,8 @@ private:
         const std::shared_ptr<DataChannel> data = std::make_shared<DataChannel>(id);
     };
     using SessionPtr = std::shared_ptr<Session>;
-    // A start that waits for its answer. The object is a local variable of SendStart. mutex_ guards its members.
+    // A START message that waits for the peer's ANSWER message. The object is a local variable of SendStart. mutex_
+    // guards its members.
     struct Pending {
         int32_t sessionId;
         bool answered = false;
@@ -91,14 +92,14 @@ private:
 
     CollaborationServer(std::chrono::milliseconds startLimit, Tasks::Timers& timers, SoftBus::PeerPolicy* policy);
 
-    // Finds the open session to the peer or opens a new one. Blocks until the session is open, at most until the
-    // parameter deadline. reused: set to true if the session was open already. Returns a CollaborationResult.
+    // Finds the open session to the peer or opens a new one. Blocks until the session is open. deadline: the latest
+    // time to return. reused: set to true if the session was open already. Returns a CollaborationResult.
     int32_t EnsureSession(const std::string& networkId, SteadyTime deadline, SessionPtr& session, bool& reused);
     int32_t BeginSession(const std::string& networkId, SessionPtr& session) REQUIRES(mutex_);
     static int Send(int32_t sessionId, const Parcel& parcel);
     // Returns the open session with that id, and sets its lastUse to now. Returns null if there is none.
     SessionPtr Use(int32_t sessionId) REQUIRES(mutex_);
-    // Sends the request to start the ability. Blocks until the answer arrives, at most until the parameter deadline.
+    // Sends the request to start the ability. Blocks until the answer arrives. deadline: the latest time to return.
     // Returns COLLABORATION_NO_SUCH_SESSION if the session ends before the answer.
     int32_t SendStart(const SessionPtr& session, const TargetInfo& target, int32_t systemAbilityId,
                       SteadyTime deadline);
@@ -112,25 +113,25 @@ private:
     void HandleStart(int32_t sessionId, const StartMessage& start);
     int32_t StartAbility(int32_t sessionId, int32_t systemAbilityId);
     // Asks the policy about the device with that network id. Returns COLLABORATION_OK if the device may start a service
-    // here. Otherwise logs the PeerRefusal and returns it.
+    // here. Otherwise logs and returns the PeerRefusal.
     int32_t Admit(const std::string& networkId);
     void Answer(int32_t sessionId, uint32_t request, int32_t code);
 
-    // Returns the reason why the session must be closed. Returns null if it stays open.
+    // Returns why the session must be closed, or null if the session stays open.
     const char* HandleData(int32_t sessionId, std::string bytes);
     void HandleReady(int32_t sessionId);
 
     const std::chrono::milliseconds startLimit_;
     Tasks::Timers& timers_;                          // for the expiry of sessions; other waits use the system's clock
     SoftBus::PeerPolicy* const policy_;              // may be null; called without mutex_
-    QuviewDFX::LogLimit<std::string> refusalLines_;  // by network id
+    QuviewDFX::LogLimit<std::string> refusalLines_;  // key: the network id
     Mutex mutex_;
     CondVar changed_;  // signals that a session opened or ended, or that an answer arrived
     bool stopped_ GUARDED_BY(mutex_) = false;
     uint32_t lastRequest_ GUARDED_BY(mutex_) = 0;
-    std::map<int32_t, SessionPtr> sessions_ GUARDED_BY(mutex_);      // opening or open, in both directions, by id
-    std::map<std::string, SessionPtr> outbound_ GUARDED_BY(mutex_);  // sessions that this side opened, by network id
-    std::map<uint32_t, Pending*> pending_ GUARDED_BY(mutex_);        // by the request number of the START message
+    std::map<int32_t, SessionPtr> sessions_ GUARDED_BY(mutex_);      // opening or open, in both directions; key: the id
+    std::map<std::string, SessionPtr> outbound_ GUARDED_BY(mutex_);  // opened by this side; key: the network id
+    std::map<uint32_t, Pending*> pending_ GUARDED_BY(mutex_);        // key: the request number of the START message
 };
 
 }  // namespace Vexo::CollaborationFwk

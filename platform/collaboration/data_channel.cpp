@@ -33,8 +33,8 @@ void DataChannel::PeerReady()
     ReportReady();
 }
 
-// Calls OnDataReceiverReady on another thread, not on the strand. If the callback blocks there until data arrives, the
-// delivery of that data must not wait behind it.
+// OnDataReceiverReady may block until data arrives, and strand_ delivers the data. So OnDataReceiverReady is called on
+// another thread.
 void DataChannel::ReportReady()
 {
     if (callback_ && peerReady_ && !readyReported_) {
@@ -56,7 +56,8 @@ bool DataChannel::Received(std::string bytes)
 
 void DataChannel::End()
 {
-    // This work runs after the posted deliveries, because a peer may close the session right after its last message.
+    // A peer may close the session right after its last message. So the callback is removed only after the deliveries
+    // that are queued on strand_.
     (void)strand_.Post([self = shared_from_this()] { self->Unregister(); });
 }
 

@@ -1,7 +1,7 @@
 // DataChannel: this side's data of one collaboration. It holds the registered callback, the received messages that wait
-// for the callback, and whether the peer is ready to receive. It belongs to a session of CollaborationServer
-// (collaboration_server.h). It exists longer than the session, until the received messages are delivered. Any thread.
-// No call blocks. Callbacks: data_callback.h.
+// for the callback, and whether the peer is ready to receive. A DataChannel belongs to a session of CollaborationServer
+// (collaboration_server.h). When the session has ended, the DataChannel exists until the received messages are
+// delivered. Thread-safe. No call blocks. Callbacks: data_callback.h.
 #pragma once
 
 #include <cstddef>
@@ -26,15 +26,15 @@ public:
     explicit DataChannel(int32_t sessionId) : sessionId_(sessionId) {}
 
     // Delivers waiting and later messages to the callback, and calls its OnDataReceiverReady when the peer is ready.
-    // Replaces an earlier callback. If the earlier callback has got OnDataReceiverReady, the new one does not get it
-    // again.
+    // Replaces an earlier callback. If OnDataReceiverReady of the earlier callback was called, OnDataReceiverReady of
+    // the new callback is not called.
     void Register(const sptr<DataCallback>& callback);
     // Removes the callback, and drops the waiting messages. Later messages wait for the next callback. Does not wait
     // until a running callback has returned.
     void Unregister();
 
-    // Call PeerReady when the peer has sent READY, and Received when it has sent data. Received returns false if the
-    // queue is full or the delivery cannot be posted.
+    // Call PeerReady when the peer has sent READY, and Received when the peer has sent data. Received returns false if
+    // the queue is full or the delivery cannot be posted.
     void PeerReady();
     bool Received(std::string bytes);
     // Call when the session has ended. Releases the callback after all received messages are delivered.

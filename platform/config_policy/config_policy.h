@@ -1,5 +1,5 @@
 // Configuration policy: finds a configuration file in an ordered list of root folders. The host sets this list once at
-// start. Any thread. GetOneCfgFile reads the disk.
+// start. Thread-safe. GetOneCfgFile reads the disk.
 #pragma once
 
 #include <cstddef>

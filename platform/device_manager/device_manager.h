@@ -1,6 +1,6 @@
 // DeviceManager: returns the trusted devices of this account. It forwards each call to the ability registered as 4802.
 // If no such ability is registered, a call returns DM_UNAVAILABLE or false. All functions only read memory and do not
-// block. Any thread.
+// block. Thread-safe.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // DeviceManagerServer: implements the device manager. Its devices come from the soft bus's list of devices. The host
-// creates it and registers it as ability 4802. Any thread. No call blocks.
+// creates this object and registers it as ability 4802. Thread-safe. No call blocks.
 #pragma once
 
 #include <map>
@@ -32,7 +32,7 @@ private:
     const sptr<SoftBus::ISoftBusService> softBus_;
     Tasks::Strand strand_;
     Mutex mutex_;
-    std::map<std::string, std::shared_ptr<DmInitCallback>> callbacks_ GUARDED_BY(mutex_);  // by the name of the package
+    std::map<std::string, std::shared_ptr<DmInitCallback>> callbacks_ GUARDED_BY(mutex_);  // key: the package name
 };
 
 }  // namespace Vexo::DistributedHardware

@@ -27,7 +27,7 @@ uint64_t SizeOf(const std::filesystem::path& file)
     return ::stat(file.c_str(), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
 }
 
-// Returns the number of bytes up to the end of the last whole line. Searches only the first size bytes of the file.
+// Returns the number of bytes up to the end of the last whole line. size: how many bytes of the file are searched.
 // Returns size if the file cannot be read.
 uint64_t WholeLines(int fd, uint64_t size)
 {
@@ -178,7 +178,8 @@ Result<EventPage> EventFile::Read(uint64_t cursor, size_t maxBytes, std::chrono:
     return page;
 }
 
-// Fills the page from the file that contains the cursor at. Returns false, with errno set, if that file cannot be read.
+// Fills the page with lines from the file that contains the position "at". Returns false and sets errno if that file
+// cannot be read.
 bool EventFile::ReadPiece(uint64_t at, size_t maxBytes, EventPage& page) const
 {
     size_t file = olderBytes_.size();
@@ -195,7 +196,8 @@ bool EventFile::ReadPiece(uint64_t at, size_t maxBytes, EventPage& page) const
         return false;
     }
     page.lines.resize(static_cast<size_t>(got));
-    // Text without a newline was not written by this class. It is returned unchanged, so that the reader gets past it.
+    // Text without a newline was not written by this class. Such text is returned unchanged, so that the reader's
+    // cursor moves on.
     if (const size_t newline = page.lines.rfind('\n'); newline != std::string::npos) {
         page.lines.resize(newline + 1);
     }

@@ -1,7 +1,7 @@
 // EventFile: writes system events as JSON lines to a file of bounded size. A full file is renamed to FILE.1, FILE.1 to
 // FILE.2 and so on; the oldest file is deleted. A file contains whole lines only. A line that could not be written
-// whole is removed at once. A line that a crash has cut short is removed when the file is opened. Any thread; blocks on
-// the disk. Only one process may have a file open. Format of a line: event_text.h.
+// whole is removed at once. A line that a crash has cut short is removed when the file is opened. Thread-safe; blocks
+// on the disk. Only one process may have a file open. Format of a line: event_text.h.
 #pragma once
 
 #include <chrono>
@@ -32,9 +32,9 @@ struct EventFileOptions {
 // Consecutive events, as returned by Read. A cursor is a position in bytes, which is valid while the EventFile exists.
 // Cursor 0 stands for the oldest event that is kept.
 struct EventPage {
-    std::string lines;    // whole lines; empty if no event was written within the limit of Read
+    std::string lines;    // whole lines; empty if Read has timed out
     uint64_t next = 0;    // the cursor of the line after the last line
-    bool missed = false;  // true if events after the requested cursor were deleted unread
+    bool missed = false;  // events after the requested cursor were deleted before they were read
 };
 
 class EventFile : public SysEventSink, public NoCopyable {
@@ -45,8 +45,8 @@ public:
     // Returns 0. Returns a negative code if the event is lost. The file then contains no part of the event.
     int32_t Write(const SysEventRecord& record) noexcept override EXCLUDES(mutex_);
 
-    // Returns the lines after the cursor, at most maxBytes. Blocks until there is a line, at most for limit. Fails if
-    // the cursor is beyond the last event, or if the file cannot be read.
+    // Returns at most maxBytes of the lines after the cursor. Blocks until at least one line exists. limit: the longest
+    // time to block. Fails if the cursor is beyond the last event, or if the file cannot be read.
     [[nodiscard]] Result<EventPage> Read(uint64_t cursor, size_t maxBytes, std::chrono::milliseconds limit)
         EXCLUDES(mutex_);
 

@@ -18,8 +18,8 @@ bool IsDigit(char c)
 }
 
 // Removes a prefix from text and reads its numbers. Returns false if text does not start with such a prefix. form: the
-// form of the prefix. Each 0 in it stands for a digit of a number. Every other character stands for itself and ends the
-// number.
+// form of the prefix. Each 0 in form stands for a digit of a number. Every other character stands for itself and ends
+// the number.
 bool TakeForm(std::string_view& text, std::string_view form, std::initializer_list<int*> numbers)
 {
     const auto* number = numbers.begin();

@@ -1,4 +1,4 @@
-// Formats times and system events as text, and parses times. All functions are pure. Any thread. event_file.h writes
+// Formats times and system events as text, and parses times. All functions are pure. Thread-safe. event_file.h writes
 // the lines of events.
 #pragma once
 

@@ -1,5 +1,5 @@
 // RunGuarded: runs code from outside the platform (a callback, a task, a handler) and catches every exception. The
-// exception is logged at error level, together with a name of the code that threw it. Any thread.
+// exception is logged at error level, together with a name for the code that threw the exception. Thread-safe.
 #pragma once
 
 #include <exception>
@@ -10,8 +10,8 @@
 
 namespace Vexo::QuviewDFX {
 
-// Runs work. Returns false if work threw an exception. whose: the name of this code for the log line, such as "task
-// close", or a function that returns the name. The function is called only if an exception is logged.
+// Calls work(). Returns false if the call threw an exception. whose: a name for the log line, such as "task close", or
+// a function that returns the name. That function is called only if an exception is logged.
 template <typename Whose, typename Work>
 bool RunGuarded(const LogLabel& label, const Whose& whose, const Work& work)
 {

@@ -1,6 +1,6 @@
 // HealthCheck: the result of one check, which is shown as a line of `distnetctl doctor`. The daemon makes the checks
-// that it can make. If no daemon runs, distnetctl makes the remaining checks. Value type. Any thread. message and
-// advice contain no secret.
+// that it can make. If no daemon runs, distnetctl makes the remaining checks. Value type. message and advice contain no
+// secret.
 #pragma once
 
 #include <optional>

@@ -13,12 +13,13 @@
 namespace Vexo::QuviewDFX {
 
 // Returns true if standard error is connected to the journal, which is the case if JOURNAL_STREAM contains the device
-// and inode of standard error (systemd.exec(5)). It is not enough that the variable is set, because a program in a
-// terminal inherits it if a systemd unit started the terminal.
+// and inode of standard error (systemd.exec(5)). The value must be compared: if a systemd unit started a terminal,
+// programs in this terminal inherit the variable, but write to the terminal.
 bool IsStderrTheJournal();
 
-// Both functions fail if libsystemd cannot be loaded; the error says why. A log line that the journal rejects is
-// written to standard error. If the journal rejects an event, Write returns a negative code.
+// MakeJournalLogSink and MakeJournalSysEventSink fail if libsystemd cannot be loaded; the error says why. If the
+// journal rejects a log line, the log sink writes the line to standard error. If the journal rejects an event,
+// SysEventSink::Write returns a negative code.
 [[nodiscard]] Result<std::shared_ptr<LogSink>> MakeJournalLogSink();
 [[nodiscard]] Result<std::shared_ptr<SysEventSink>> MakeJournalSysEventSink();
 

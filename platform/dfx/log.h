@@ -1,6 +1,6 @@
 // The system log. A record has a label (domain and tag), a level, and a format whose specifiers are checked against the
 // arguments at compile time. A text argument is escaped (EscapeHidden of platform/base/utf8.h). A record is therefore
-// one line and safe to show, even if it contains text from a peer. Any thread; a call never fails and never throws.
+// one line and safe to show, even if it contains text from a peer. Thread-safe; a call never fails and never throws.
 // Sinks: platform/dfx/sinks.h.
 //
 // Specifiers; no others compile:

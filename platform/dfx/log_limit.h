@@ -1,5 +1,5 @@
 // LogLimit: keeps one source (a user or an address) from filling the log. It admits one line a minute for each source
-// and counts the other lines. Any thread. No call blocks.
+// and counts the other lines. Thread-safe. No call blocks.
 #pragma once
 
 #include <chrono>

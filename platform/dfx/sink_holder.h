@@ -1,5 +1,5 @@
 // SinkHolder: holds the current sink of one kind (sinks.h). Get returns a pointer that keeps the sink alive even if Set
-// replaces it. The lock is held only while a pointer is copied. Any thread.
+// replaces it. The lock is held only while a pointer is copied. Thread-safe.
 #pragma once
 
 #include <memory>

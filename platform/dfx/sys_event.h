@@ -1,4 +1,4 @@
-// System events: records for operators and programs of what has happened on this device. Any thread. The sink
+// System events: records for operators and programs of what has happened on this device. Thread-safe. The sink
 // (platform/dfx/sinks.h) is called on the calling thread.
 #pragma once
 

@@ -1,6 +1,6 @@
 // The trace functions: mark spans of work (named periods of time), which a trace viewer displays. A synchronous span
 // lies inside the other open spans of its thread. The start and the end of an asynchronous span have the same name and
-// task id. Any thread. While nothing is recorded (trace_recorder.h), a call costs one relaxed load. The name of a span
+// task id. Thread-safe. While nothing is recorded (trace_recorder.h), a call costs one relaxed load. The name of a span
 // says what is done and contains no id and no secret.
 #pragma once
 
@@ -29,7 +29,7 @@ inline bool IsTracing() noexcept
 void WriteTrace(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept;
 
 // Ends the synchronous spans that a task has left open on this thread. Code that runs several tasks on one thread calls
-// it after each task.
+// EndTaskSpans after each task.
 inline void EndTaskSpans() noexcept
 {
     if (IsTracing()) {
@@ -95,7 +95,7 @@ private:
 namespace SpanName {
 inline constexpr std::string_view COLLABORATION = "collaboration start";  // until the peer has answered
 inline constexpr std::string_view SESSION_OPEN = "session open";  // until the opened callback; task id: session id
-inline constexpr std::string_view SEEK = "seek";                  // until a device is heard that can be dialled
+inline constexpr std::string_view SEEK = "seek";                  // until a device in radio range is found
 inline constexpr std::string_view CONNECT = "connect";  // one address, until it is connected or the attempt fails
 inline constexpr std::string_view HANDSHAKE = "TLS handshake";      // task id: the socket's number
 inline constexpr std::string_view SEND = "send";                    // the call only, not the transfer

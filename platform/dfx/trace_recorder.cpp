@@ -23,8 +23,8 @@ bool IsHex(char c)
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
-// Returns the name that is recorded for a span. Ids in it are masked, in case a caller has put an id into the name. The
-// result is cut to MAX_NAME_BYTES.
+// Returns the name that is recorded for a span. Ids in the name are masked, in case a caller has put an id into the
+// name. The name is cut to MAX_NAME_BYTES.
 std::string SafeName(std::string_view name)
 {
     std::string safe;
@@ -116,8 +116,9 @@ uint32_t TraceRecorder::Start(std::chrono::milliseconds limit, bool detached)
     return lastRecording_;
 }
 
-// Finds a recording and stops it, so that no thread writes to it any more. Returns null if there is no such recording.
-// recording: the number to find. If it is 0, the oldest detached recording is found, and its number is stored here.
+// Finds and stops a recording. After that, no thread adds spans to the recording. Returns null if there is no such
+// recording. recording: the number to find. If the number is 0, finds the oldest detached recording and sets recording
+// to its number.
 TraceRecorder::RecordingPtr TraceRecorder::FindAndFinish(uint32_t& recording)
 {
     const MutexLock lock(mutex_);

@@ -1,7 +1,7 @@
 // TraceRecorder: records the process's spans in memory and returns them as text in the trace-event JSON format, which
 // trace viewers open. Several recordings can run at once. Each recording is limited in time and in number of spans;
 // further spans are only counted. The recorder is the trace sink only while a recording runs, so that tracing costs
-// nothing at other times. Any thread. Only Stop takes long, and only another call of Stop waits for it. Content of the
+// nothing at other times. Thread-safe. Only Stop takes long, and only another call of Stop waits for it. Content of the
 // text: docs/traces.md.
 #pragma once
 
@@ -49,9 +49,10 @@ public:
     // may outlive the client that started it, because Stop finds it without its number.
     uint32_t Start(std::chrono::milliseconds limit, bool detached) EXCLUDES(mutex_);
 
-    // Stops the recording if it still runs. Returns its text from the byte offset on, at most maxBytes. Deletes the
-    // recording after returning the last part of the text. Returns no value if there is no such recording, or if offset
-    // is beyond the end of the text. recording: its number; 0 for the oldest detached recording.
+    // Stops a recording if it still runs, and returns a part of its text. The call that returns the last part deletes
+    // the recording. Returns no value if there is no such recording, or if offset is beyond the end of the text.
+    // recording: the number of the recording; 0: the oldest detached recording. offset: the first byte of the part.
+    // maxBytes: the largest size of the part.
     std::optional<TracePiece> Stop(uint32_t recording, size_t offset, size_t maxBytes) EXCLUDES(stopMutex_, mutex_);
 
     void Write(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept override
@@ -79,7 +80,7 @@ private:
         SteadyTime started;
         SteadyTime ends;
         bool stopped = false;
-        std::map<int, Thread> threads;  // by thread id
+        std::map<int, Thread> threads;  // key: the thread id
         std::map<std::pair<std::string, int32_t>, Span> async;
         std::vector<Span> spans;
         size_t dropped = 0;

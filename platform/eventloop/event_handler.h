@@ -1,5 +1,5 @@
 // EventHandler: posts events and named tasks to an EventRunner and removes tasks by name. Only the handler that posted
-// a task can remove it. A queued task still runs after its handler is destroyed. Any thread. Without a runner,
+// a task can remove it. A queued task still runs after its handler is destroyed. Thread-safe. Without a runner,
 // SendEvent returns false and RemoveTask does nothing.
 #pragma once
 
@@ -35,7 +35,7 @@ public:
 
 private:
     const std::shared_ptr<EventRunner> runner_;
-    const uint64_t owner_;  // never reused, so no later handler can remove this one's tasks
+    const uint64_t owner_;  // never reused, so a later handler cannot remove the tasks of this handler
 };
 
 }  // namespace Vexo::AppExecFwk

@@ -1,5 +1,5 @@
 // EventQueue: the events of one runner, in the order in which they are due. The runner and the runner's thread share
-// the queue. Any thread.
+// the queue. Thread-safe.
 #pragma once
 
 #include <chrono>
@@ -25,8 +25,8 @@ public:
         Deliver deliver;
     };
 
-    // Adds an entry to the queue. Run delivers the entry once, after the delay, unless Remove has removed it. After
-    // Stop, Add drops the entry.
+    // Adds an entry to the queue. Run delivers the entry once, after the delay, unless Remove has removed the entry.
+    // After Stop, Add drops the entry.
     void Add(std::chrono::milliseconds delay, uint32_t priority, Entry entry);
     void Remove(uint64_t owner, const std::string& taskName);
 

@@ -15,8 +15,8 @@ class EventRunner : public NoCopyable {
 public:
     // Starts the thread. Does not block.
     static std::shared_ptr<EventRunner> Create(const std::string& threadName);
-    // Drops the queued events. Blocks until the running event has finished. Does not block if it runs on the runner's
-    // own thread.
+    // Drops the queued events. Blocks until the running event has finished. Does not block if the destructor runs on
+    // the runner's own thread.
     ~EventRunner();
 
     const std::shared_ptr<EventQueue>& Queue() const { return queue_; }

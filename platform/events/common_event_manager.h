@@ -1,6 +1,6 @@
 // CommonEventManager: publishes and subscribes to the system's common events. It forwards each call to the ability
-// registered as 3299, and returns false if no such ability is registered. Any thread. Events are delivered on the
-// common-event thread, never inside a call.
+// registered as 3299, and returns false if no such ability is registered. Thread-safe. Events are delivered on the
+// common-event thread, never inside a call of these functions.
 #pragma once
 
 #include <memory>

@@ -23,7 +23,7 @@ bool CommonEventServer::SubscribeCommonEvent(const std::shared_ptr<CommonEventSu
 
 bool CommonEventServer::UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber)
 {
-    // Destroyed after the lock is released, because it may be the last owner of the subscriber.
+    // Destroyed after the lock is released, because this pointer may be the last owner of the subscriber.
     std::shared_ptr<Subscription> removed;
     MutexLock lock(mutex_);
     const auto it = std::find_if(subscriptions_.begin(), subscriptions_.end(),

@@ -1,6 +1,6 @@
-// CommonEventServer: the common-event service of one device. A backend creates it and registers it as ability 3299. Any
-// thread. No call blocks. Events are delivered one at a time on one strand, which is called the common-event thread.
-// They are delivered in publishing order, never inside a call and without a lock held. Callers use
+// CommonEventServer: the common-event service of one device. A backend creates it and registers it as ability 3299.
+// Thread-safe. No call blocks. A strand, called the common-event thread, delivers one event at a time in publishing
+// order. No event is delivered inside a call of this class, or while a lock is held. Callers use
 // platform/events/common_event_manager.h.
 #pragma once
 

@@ -1,6 +1,6 @@
 // MatchingSkills and CommonEventSubscribeInfo: select the events that a subscriber wants. CommonEventSubscriber:
-// receives these events. OnReceiveEvent runs on the common-event thread, one event at a time, in publishing order. It
-// must not block: start longer work on another thread.
+// receives these events. OnReceiveEvent runs on the common-event thread, one event at a time, in publishing order.
+// OnReceiveEvent must not block: start longer work on another thread.
 #pragma once
 
 #include <memory>

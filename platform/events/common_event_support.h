@@ -1,5 +1,5 @@
-// The actions of common events, and the network types and states that a connectivity event carries. This is the only
-// table of them.
+// The actions of common events, and the network types and states that a connectivity event carries. No other file
+// defines them.
 #pragma once
 
 #include <cstdint>

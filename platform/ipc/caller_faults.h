@@ -1,5 +1,5 @@
-// CallerFaults: logs the faults of a server's clients, at most one line a minute for each user and kind of fault. Any
-// thread. No call blocks.
+// CallerFaults: logs the faults of a server's clients, at most one line a minute for each user and kind of fault.
+// Thread-safe. No call blocks.
 #pragma once
 
 #include <sys/types.h>
@@ -15,11 +15,11 @@ namespace Vexo::Ipc {
 class CallerFaults : public NoCopyable {
 public:
     void BadDatagram(const CallerIdentity& caller, const char* fault, size_t size);
-    // Call it when the caller's connection is closed because a reply could not be sent.
+    // Call when the caller's connection is closed because a reply could not be sent.
     void FailedReply(const CallerIdentity& caller, const char* why);
-    // Call it when a new connection is refused.
+    // Call when a new connection is refused.
     void TurnedAway(uid_t user, const char* why);
-    // Call it when no descriptor is left. The log line names no client, because all clients are affected.
+    // Call when no descriptor is left. The log line names no client, because all clients are affected.
     void OutOfDescriptors();
 
 private:

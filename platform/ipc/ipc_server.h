@@ -44,7 +44,7 @@ struct IpcServerOptions {
     ShareLimits shares{};
     size_t maxThreads = 256;
     std::chrono::milliseconds threadIdleLimit{10'000};
-    std::chrono::milliseconds sendLimit{2'000};  // a client that has not read a reply by then is disconnected
+    std::chrono::milliseconds sendLimit{2'000};  // a client that has not read a reply within this time is disconnected
     ProcessGone processGone{};                   // may be empty
 };
 
@@ -56,7 +56,7 @@ struct IpcServerCounts {
 class IpcServer : public NoCopyable {
 public:
     // Creates the socket and starts serving. Replaces a socket file on which no process listens. Fails if a process
-    // listens on it. The error names the path and the cause.
+    // listens on the file. The error names the path and the cause.
     [[nodiscard]] static Result<std::unique_ptr<IpcServer>> Start(IpcServerOptions options, Identifier identify,
                                                                   Dispatcher dispatch);
 
@@ -65,10 +65,10 @@ public:
     // Accepts no more connections, reads no more requests and unlinks the socket. Running requests are still answered,
     // but this function does not wait for them.
     virtual void StopAccepting() = 0;
-    // Call after StopAccepting. Blocks until the number of workers is at most the number that allowed returns, or until
-    // the deadline has passed. A worker ends when it has sent its reply.
+    // Call after StopAccepting. Blocks until enough workers have ended, or until the deadline has passed. A worker ends
+    // when it has sent its reply. allowed: returns how many workers may remain.
     virtual void AwaitWorkers(SteadyTime deadline, const std::function<size_t()>& allowed) = 0;
-    // Any thread.
+    // May be called on any thread.
     virtual IpcServerCounts Counts() const = 0;
 
 protected:

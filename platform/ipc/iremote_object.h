@@ -47,7 +47,7 @@ public:
     explicit IPCObjectStub(std::u16string descriptor = {}) : IRemoteObject(std::move(descriptor)) {}
 
     int SendRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
-    // Returns IPC_UNKNOWN_REQUEST and uses neither parcel. A stub overrides it.
+    // Returns IPC_UNKNOWN_REQUEST and uses neither parcel. A stub overrides this function.
     virtual int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option);
 };
 

@@ -1,6 +1,7 @@
-// LaterReply: a reply that is sent after the request's handler has returned. With it, a request that waits for an event
-// occupies no worker. The handler calls Take(), stores the returned object and completes it from any thread. The server
-// reads the connection's next request only after that. The client or the server may have ended by that time.
+// LaterReply: a reply that is sent after the request's handler has returned. With a later reply, a request that waits
+// for an event occupies no worker. The handler calls Take(), stores the returned object, and later calls Complete on
+// any thread. The server reads the connection's next request only after Complete. Complete may be called even if the
+// client or the server has ended.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +16,7 @@ namespace Vexo::Ipc {
 class ReplyTarget {
 public:
     virtual ~ReplyTarget() = default;
-    // Sends the reply if the connection is still open. Does not block. Any thread.
+    // Sends the reply if the connection is still open. Does not block. Thread-safe.
     virtual void SendLater(uint32_t abilityId, int32_t status, const MessageParcel& reply) = 0;
 };
 
@@ -30,7 +31,7 @@ public:
     // Completes the reply with IPC_HANDLER_FAILED if Complete was not called.
     ~LaterReply();
 
-    // Sends the reply. A second call does nothing. Does not block. Call it on one thread at a time.
+    // Sends the reply. A second call does nothing. Does not block. Call Complete on one thread at a time.
     void Complete(int32_t status, const MessageParcel& reply);
 
 private:
@@ -39,7 +40,7 @@ private:
 };
 
 // While this object exists, LaterReply::Take can take over the reply of the request that runs on this thread. A scope
-// without a target makes Take return null, because a call from inside the process is answered when it returns.
+// without a target makes Take return null, because a call from inside the process is answered when the call returns.
 class RequestScope : public NoCopyable {
 public:
     RequestScope();
@@ -51,7 +52,7 @@ public:
 private:
     friend class LaterReply;
 
-    const std::shared_ptr<ReplyTarget>* const target_ = nullptr;  // the caller keeps it alive
+    const std::shared_ptr<ReplyTarget>* const target_ = nullptr;  // owned by the creator of this object
     const uint32_t abilityId_ = 0;
     bool isTaken_ = false;
     RequestScope* const previous_;

@@ -136,7 +136,7 @@ void ServerConnection::SendLater(uint32_t abilityId, int32_t status, const Messa
     }
     const Sent sent = SendUnsent();
     if (sent == Sent::FAILED) {
-        ::shutdown(socket_.Get(), SHUT_RDWR);  // the next worker finds this and drops the connection
+        ::shutdown(socket_.Get(), SHUT_RDWR);  // wakes a worker, which drops the connection
     }
     if (sent != Sent::PARKED) {
         ArmFor(EPOLLIN | EPOLLRDHUP, Stage::READING);

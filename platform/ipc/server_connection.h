@@ -31,8 +31,8 @@ public:
     // What a worker must do with the connection after an event.
     enum class Turn {
         NONE,   // the event is out of date; the worker must not use the connection
-        SERVE,  // the worker owns it: read, run and answer a request, then Arm or drop it
-        DROP,   // the worker owns it and must drop it
+        SERVE,  // the worker owns the connection: it runs one request, then calls Arm or drops the connection
+        DROP,   // the worker owns the connection and must drop it
     };
     // The result of sending a reply.
     enum class Sent {
@@ -59,7 +59,7 @@ public:
     bool AddToEpoll() EXCLUDES(mutex_);
     Turn TakeTurn(uint32_t events) EXCLUDES(mutex_);
     Sent Send(uint32_t abilityId, int32_t status, const MessageParcel& reply) EXCLUDES(mutex_);
-    // Call it instead of Send if the handler has taken over the reply (LaterReply).
+    // Call AwaitReply instead of Send if the handler has taken over the reply (LaterReply).
     Sent AwaitReply() EXCLUDES(mutex_);
     void Arm() EXCLUDES(mutex_);
     // Closes the socket. SendLater then drops its reply.
@@ -84,9 +84,8 @@ private:
     const std::chrono::milliseconds sendLimit_;
     UniqueFd socket_;  // reset by Close, which only the owning worker or the server's destructor calls
 
-    // Guards the members below. It is also locked while the connection is armed. The reason is that the kernel passes
-    // an armed connection to the next worker, and the C++ memory model does not cover that hand-over. TakeTurn locks
-    // this mutex too, so the new worker sees what the previous worker wrote.
+    // Guards the members below. This mutex is also locked to arm the connection and in TakeTurn. So the worker that
+    // gets the event sees what the previous worker has written. (The C++ memory model does not cover epoll.)
     Mutex mutex_;
     Stage stage_ GUARDED_BY(mutex_) = Stage::RUNNING;
     std::vector<uint8_t> unsent_ GUARDED_BY(mutex_);  // the whole datagram of the reply to send

@@ -66,7 +66,7 @@ timeval ToTimeval(std::chrono::microseconds limit)
     return timeval{static_cast<time_t>(count / 1'000'000), static_cast<suseconds_t>(count % 1'000'000)};
 }
 
-// Removes the socket file if no process listens on it. Fails if a process listens on it.
+// Removes the socket file if no process listens on it. Fails if a process listens on the file.
 Result<void> RemoveStale(const std::string& path, const sockaddr_un& address)
 {
     struct stat status {};
@@ -100,8 +100,8 @@ Result<UniqueFd> ListenOn(const std::string& path, mode_t mode)
     if (!socket) {
         return SocketError(path, errno);
     }
-    // The mode is set before the file exists, so that no other user can connect before the chmod below. The umask may
-    // have removed bits of the mode, and the chmod sets them again.
+    // Sets the mode before bind creates the socket's file, so that no other user can connect before the chmod below.
+    // The umask may remove bits of the mode when the file is created. The chmod then sets these bits again.
     ::fchmod(socket.Get(), mode);
     int error = Bind(socket.Get(), address.value());
     if (error == EADDRINUSE) {

@@ -1,4 +1,4 @@
-// Functions for Unix-domain SOCK_SEQPACKET sockets (unix(7)) of the IPC server and client. Any thread. A function
+// Functions for Unix-domain SOCK_SEQPACKET sockets (unix(7)) of the IPC server and client. Thread-safe. A function
 // blocks only if its comment says so. Used by ipc_server.cpp and ipc_client.cpp.
 #pragma once
 
@@ -17,7 +17,7 @@ namespace Vexo::Ipc {
 // listens on the file, or if the file is not a socket. Blocks at most 1 s. The error names the path and the cause.
 [[nodiscard]] Result<UniqueFd> ListenOn(const std::string& path, mode_t mode);
 
-// Returns a connected, blocking socket. Blocks while the listener's queue is full, at most for limit.
+// Returns a connected, blocking socket. Blocks while the listener's queue is full. limit: the longest time to block.
 [[nodiscard]] Result<UniqueFd> ConnectTo(const std::string& path, std::chrono::milliseconds limit);
 
 // Set the time limit of a blocking send or receive on the socket. The send or receive then fails with EAGAIN.

@@ -1,6 +1,6 @@
 // Checks whether a network leads to the internet. The check is a DNS query for the name servers of the DNS root (RFC
 // 1035, section 4; RFC 8109). Every resolver can answer that query, but a captive portal (a network's login page) has
-// no need to answer it. Any thread. AskRootServers blocks; the other functions are pure.
+// no need to answer it. Thread-safe. AskRootServers blocks; the other functions are pure.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ std::vector<uint8_t> EncodeRootQuery(uint16_t id);
 // bytes. The error's message says what is wrong.
 [[nodiscard]] Result<void> CheckRootAnswer(uint16_t id, const uint8_t* data, size_t size);
 
-// Sends the query to the name servers (IPv4) one after the other, again and again. Ends when one of them gives a good
+// Sends the query to the name servers (IPv4) one after the other, again and again. Ends when a name server gives a good
 // answer, the deadline has passed or isCancelled returns true. Returns the error of the last try. Blocks; calls
 // isCancelled at least every 100 ms.
 // interface: the interface to which the sockets are bound (SO_BINDTODEVICE); empty: not bound. port: only tests change

@@ -1,12 +1,11 @@
-// InboundLinks: handles the connections that other devices open to this one. Each connection passes four steps:
+// InboundLinks: handles the connections that other devices open to this device. Each connection passes four steps:
 // 1. The client proves that it has the account's link key (admission.h).
-// 2. The TLS handshake succeeds.
-// 3. The client sends HELLO.
-// 4. The client sends a second frame: OPEN opens a session, GOODBYE says that the client stops, CLOSE ends the
-// connection. A device that is not a member of the account is disconnected after HELLO, unless it sends a newer account
-// state in which it is a member. A client may prove in step 1 that it has a ticket to join the account instead. That
-// connection is passed to Invitations (enrolment/invitations.h). The number of connections in steps 1 to 4 and the time
-// for each step are limited. Used on the reactor thread. No call blocks.
+// 2. The TLS handshake succeeds. 3. The client sends HELLO. 4. The client sends a second frame: OPEN opens a session,
+// GOODBYE says that the client stops, CLOSE ends the connection. A device that is not a member of the account is
+// disconnected after HELLO, unless that device sends a newer account state that lists the device as a member. In step
+// 1, a client may instead prove that it has a ticket to join the account. That connection is passed to Invitations
+// (enrolment/invitations.h). The number of connections in steps 1 to 4 and the time for each step are limited. Used on
+// the reactor thread. No call blocks.
 #pragma once
 
 #include <list>
@@ -54,10 +53,10 @@ private:
     ReactorContext& context_;
     Sessions& sessions_;
     Invitations& invitations_;
-    std::map<std::string, Admission> admissions_;  // by the name of the transport
+    std::map<std::string, Admission> admissions_;  // key: the name of the transport
     std::set<std::shared_ptr<Greeter>> greeters_;
-    // Refused links, with their sources. They count towards the limits until their TLS alert is sent and they are
-    // destroyed.
+    // Refused links, with their sources. A refused link counts towards the limits until its TLS alert is sent and the
+    // link is destroyed.
     std::list<std::pair<std::string, std::weak_ptr<Link>>> refused_;
     bool stopped_ = false;
 };

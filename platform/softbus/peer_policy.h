@@ -1,7 +1,7 @@
 // PeerPolicy: decides whether another device of the account may use the service of this device. The platform asks the
-// policy when the other device starts the service, opens a session to it, or sends data. The policy answers at once, so
-// the other device never waits for a person. The host provides the policy. Without a policy every member of the account
-// may use the service.
+// policy when the other device starts the service, opens a session to this device, or sends data. The policy answers at
+// once, so the other device never waits for a person. The host provides the policy. Without a policy every member of
+// the account may use the service.
 #pragma once
 
 #include <cstdint>
@@ -44,9 +44,9 @@ class PeerPolicy : public NoCopyable {
 public:
     virtual ~PeerPolicy() = default;
 
-    // Returns NONE if the device with that network id may use this device's service now. Otherwise returns the reason
-    // why it may not. May start to ask the owner of this device. Called on the reactor thread and on threads of the
-    // elastic pool. Must not block.
+    // Returns NONE if the device with that network id may use this device's service now. Otherwise returns why the
+    // other device may not. May start to ask the owner of this device. Called on the reactor thread and on threads of
+    // the elastic pool. Must not block.
     virtual PeerRefusal Admit(const std::string& networkId) = 0;
     // Called when the device with that network id refused a request of this device to start its service or to open a
     // session. The requester gets its error after this call. Called on the reactor thread and on the thread of

@@ -40,7 +40,7 @@ struct SessionAttribute {
 // The callbacks of a session server. Entries may be null. The callbacks of one session run one at a time, in order.
 // They never run on the thread that called the soft bus.
 struct ISessionListener {
-    // result: 0 if the session is open. Otherwise it is a SoftBusResult, and sessionId is no longer valid.
+    // result: 0 if the session is open. Otherwise result is a SoftBusResult, and sessionId is no longer valid.
     int (*OnSessionOpened)(int sessionId, int result);
     // Called exactly once when the other side has closed the session or the connection was lost. Not called after this
     // side has called CloseSession.

@@ -1,5 +1,5 @@
 // ChangeListener: stores one function and calls it after each change. The owner of the ChangeListener reports a change
-// with Notify. Any thread.
+// with Notify. Thread-safe.
 #pragma once
 
 #include <functional>

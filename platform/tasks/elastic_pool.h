@@ -28,21 +28,20 @@ bool StartDetachedThread(Work run);
 
 class ElasticPool : public NoCopyable {
 public:
-    // name: the name of the pool's threads. The system shows at most 15 bytes of it. startThread: starts a thread;
-    // called by Post on the thread that posts.
+    // name: the name of the pool's threads. The system shows at most 15 bytes of this name. startThread: starts a
+    // thread; called on a thread that posts, or on a thread of the pool.
     explicit ElasticPool(const std::string& name, size_t maxThreads = MAX_POOL_THREADS,
                          ThreadStarter startThread = StartDetachedThread);
     // Blocks until the queued work and the running work have ended and all threads are gone.
     ~ElasticPool();
 
     // Runs the work on a thread of the pool. Blocks only while the system starts a thread. Returns false if the work
-    // will not run: it is empty, the queue is full, or the system refuses even the first thread. If the system refuses
-    // a further thread, the work is queued, and the next Post tries again to start a thread. Exceptions from the work
-    // are caught and logged.
-    //
+    // will not run: the work is empty, the queue is full, or the system refuses even the first thread. If the system
+    // refuses a further thread, the work is queued, and the next Post tries again to start a thread. Exceptions from
+    // the work are caught and logged.
     // finished: an optional function that runs after the work on the same thread, when this worker already counts as
     // idle. Use it to wake a thread that waits for the work, because the next work that this thread posts then finds an
-    // idle worker. It must neither block nor throw.
+    // idle worker. finished must neither block nor throw.
     bool Post(Work work, Work finished = nullptr);
 
     size_t ThreadCount() const;

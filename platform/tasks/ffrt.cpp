@@ -27,8 +27,8 @@ public:
             return;
         }
         {
-            // A waiter reads the count while it holds this lock. Once the lock is acquired here, a waiter that has read
-            // the old count is waiting, so NotifyOne wakes it.
+            // A waiter reads the count while it holds this lock. So when this thread has the lock, a waiter that read
+            // the old count is already blocked, and NotifyOne wakes that waiter.
             const Vexo::MutexLock lock(mutex_);
         }
         finished_.NotifyOne();  // at most one thread waits for a context
@@ -163,7 +163,7 @@ ffrt_function_t* create_function_wrapper(const std::function<void()>& callable, 
     return std::make_unique<ffrt_function_t>(callable).release();
 }
 
-// The state of one asynchronous call. The task and the future share it, and the last of them destroys it.
+// The state of one asynchronous call. The task and the future own this object together.
 class async_state {
 public:
     async_state()

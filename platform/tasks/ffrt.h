@@ -67,7 +67,7 @@ private:
 
 void ffrt_queue_submit(ffrt::queue& queue, ffrt_function_t* function, const ffrt_task_attr_t* attr);
 ffrt::task_handle ffrt_queue_submit_h(ffrt::queue& queue, ffrt_function_t* function, const ffrt_task_attr_t* attr);
-// Cancels a task. Returns 0 if the task had not started; it then never runs. Returns 1 if the task has started, is
+// Cancels a task. Returns 0 if the task had not started and will never run. Returns 1 if the task has started, is
 // unknown or was cancelled before.
 int ffrt_queue_cancel(ffrt::queue& queue, const ffrt::task_handle& handle);
 
@@ -105,8 +105,8 @@ class async_state;
 class future {
 public:
     explicit future(std::shared_ptr<async_state> state);
-    // Blocks until the call has ended, at most for timeout. Returns ready if the call has ended, even if it ended
-    // exactly at the end of timeout.
+    // Blocks until the call has ended. timeout: the longest time to block. Returns ready if the call has ended, even if
+    // it ended exactly when the timeout ended.
     future_status wait_for(std::chrono::nanoseconds timeout) const;
 
 private:

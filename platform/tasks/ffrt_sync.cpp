@@ -11,8 +11,8 @@
 
 namespace {
 
-// The storage contains a mark, followed by the object. The mark says which type of object init has constructed. It is
-// not a member of the object, because a compiler may drop a write to a member of an object that is about to be
+// The storage contains a mark, followed by the object. The mark says which type of object init has constructed. The
+// mark is not a member of the object, because a compiler may drop a write to a member of an object that is about to be
 // destroyed.
 using Mark = uint64_t;
 constexpr Mark INITIALISED_MUTEX = 0x6D75746578212121;
@@ -77,7 +77,7 @@ int Destroy(Storage* storage)
     return ffrt_success;
 }
 
-// Calls the function wait with the condition variable and a lock of the mutex. The caller must have locked the mutex.
+// Calls wait with the condition variable and a lock of the mutex. The caller must have locked the mutex.
 template <typename Wait>
 int WaitHolding(ffrt_cond_t* cond, ffrt_mutex_t* mutex, Wait wait)
 {

@@ -1,8 +1,8 @@
 // CoreServiceClient and CellularDataClient: report the state of this device's SIM, radio and mobile data. They forward
 // each call to the ability 4010 (ICoreService) or 4011 (ICellularData), which a backend registers. A call returns
-// TELEPHONY_UNAVAILABLE if that ability is not registered. Any thread. A call blocks at most 700 ms, or at most 10 s if
-// the modem does not answer. GetRadioState returns before the radio state is known; its callback is then called exactly
-// once.
+// TELEPHONY_UNAVAILABLE if that ability is not registered. Thread-safe. A call blocks at most 700 ms, or at most 10 s
+// if the modem does not answer. GetRadioState returns before the radio state is known; its callback is then called
+// exactly once.
 #pragma once
 
 #include <cstdint>

@@ -68,7 +68,7 @@ Result<Certificate> EnsureAccountCertificate(const std::filesystem::path& folder
 }
 
 // Returns the link keys of the given account. Keeps link keys that are in the folder, because other devices may have
-// them too. If the folder has none for this account, generates the first one.
+// them too. If the folder has no link key of this account, generates the account's first link key.
 Result<LinkKeyRecord> EnsureLinkKeys(const std::filesystem::path& folder, X509* account)
 {
     const std::filesystem::path file = folder / LINK_KEY_FILE;

@@ -1,12 +1,12 @@
-// Accounts, and enrolment by files in standard formats. A device's private key never leaves the device. The steps:
-//   1. The first device calls CreateAccount. It holds the account's key.
+// Accounts, and enrolment by files in standard formats. A device's private key never leaves the device. The steps: 1.
+// The first device calls CreateAccount. This device then holds the account's key.
 //   2. Each further device calls MakeRequest, which returns a request (PKCS#10, RFC 2986).
 //   3. The device that holds the account's key calls Admit, which returns an answer (CMS, RFC 5652).
 //   4. The new device calls Install with the answer.
 // The answer contains both X.509 certificates, the link keys and the account's state. The account's key signs the
 // answer, and the answer is encrypted for the new device's key. docs/enrolment.md describes the formats. The functions
-// block on the disk and on key generation. Any thread may call them. After a failure at any moment, the device is
-// unchanged, or it has a partial enrolment. The same call then completes that enrolment.
+// are thread-safe and block on the disk and on key generation. After a failure at any moment, the device is unchanged,
+// or it has a partial enrolment. The same call then completes that enrolment.
 #pragma once
 
 #include <chrono>
@@ -25,8 +25,8 @@ inline constexpr size_t MAX_ACCOUNT_NAME = 64;  // bytes; the upper bound of a c
 
 // Creates an account with the name accountName, its first link key and its first state. Enrols this device in the
 // account with the name deviceName. If the folder contains an account's key already, the function does not create
-// another account. It then creates the missing certificate or link key of this device, and accountName must be the name
-// of that account.
+// another account. In that case the function creates the missing certificate or link key of this device, and
+// accountName must be the name of the existing account.
 // Returns ALREADY_EXISTS when the device has an account and nothing is missing, or when the key belongs to an account
 // with another name.
 [[nodiscard]] Result<void> CreateAccount(const std::filesystem::path& folder, const std::string& accountName,
@@ -55,7 +55,8 @@ struct AdmitOptions {
 [[nodiscard]] Result<std::string> Admit(const std::filesystem::path& folder, const std::string& requestPem,
                                         const AdmitOptions& options = {});
 
-// Returns the parameter name if no member of the account has that name. Otherwise returns it with a number appended.
+// Returns the given name unchanged if no member of the account has that name. Otherwise returns the name with a number
+// appended.
 std::string FreeName(const AccountState& state, const std::string& name);
 
 // Installs an answer that Admit returned. A device that lacks only its link key accepts an answer of its own account.

@@ -1,8 +1,8 @@
 // Backups of the account's key. A backup is a PKCS#12 file (RFC 7292) that is encrypted with a passphrase. OpenSSL's
 // pkcs12 command can read it too. A backup contains the account's key, the account's certificate, and the account's
 // state at the time of the backup. The file ends with a checksum, so that a damaged file is not reported as a wrong
-// passphrase. The functions block on the disk and while they derive a key from the passphrase (about a second). Any
-// thread may call them.
+// passphrase. The functions are thread-safe. They block on the disk, and for about a second while they derive a key
+// from the passphrase.
 #pragma once
 
 #include <chrono>
@@ -38,8 +38,8 @@ inline constexpr size_t MIN_PASSPHRASE = 8;  // the smallest allowed length of a
                                           const std::string& passphrase, const std::string& deviceName, bool isAlone,
                                           const Clock& clock = Clock::System());
 
-// Returns whether this device must meet another member before it may sign a state. This is so after RestoreAccount, and
-// after the device created its certificate again but had lost the account's state.
+// Returns whether this device must meet another member before it may sign a state. Returns true after RestoreAccount.
+// Also returns true after this device has lost the account's state and then created its certificate again.
 bool IsRestored(const std::filesystem::path& folder);
 // Call this function after a restored device has met another member and, if that member's state was newer, has adopted
 // it. Makes this device a member and the holder (the device with the account's key). Returns the new identity. If

@@ -1,6 +1,6 @@
 // Changes to an account's state, on the device that holds the account's key. OpenHolder locks and reads the identity
 // folder. The AccountHolder keeps the folder locked until it is destroyed, so that nobody changes the folder before
-// StoreState. Only platform/trust uses this header. The functions block on the disk. Any thread may call them.
+// StoreState. Only platform/trust uses this header. The functions are thread-safe and block on the disk.
 #pragma once
 
 #include <filesystem>
@@ -54,15 +54,15 @@ struct LockedIdentity {
 // Returns the error ALREADY_EXISTS for a device that belongs to an account already.
 Failure HasAccount(const std::filesystem::path& folder, const Identity& identity);
 
-// Returns the clock's current time, or the state's number as a time (seconds since 1970) if that time is later. It is
-// later when the clock was set back.
+// Returns the clock's current time, or the state's number as a time (seconds since 1970) if that time is later. The
+// state's time is later when the clock was set back.
 std::chrono::sys_seconds TimeOfChange(const AccountState& state, const Clock& clock);
 // Returns this device as a Member, with the name from the device's certificate.
 Member SelfOf(const Identity& identity, const Clock& clock);
 // Returns an unsigned state with number 0 whose only member is the given holder of the account's key.
 AccountState FirstState(X509* account, const LinkKeys& linkKeys, const Member& holder);
-// Sets the state's number to the current time in seconds since 1970, but at least to the number before plus 1. Gives
-// the same number to each RemovedKey that has none (0). Then signs the state with the account's key.
+// Sets the state's number to the current time in seconds since 1970, but at least to the previous number plus 1. Gives
+// the same number to each RemovedKey whose number is 0. Then signs the state with the account's key.
 [[nodiscard]] Result<SignedStatePtr> SignNext(AccountState state, X509* account, EVP_PKEY* accountKey,
                                               const Clock& clock);
 

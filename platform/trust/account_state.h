@@ -81,13 +81,13 @@ using SignedStatePtr = std::shared_ptr<const SignedState>;
 // MAX_STATE_BYTES.
 [[nodiscard]] Result<SignedStatePtr> SignState(AccountState state, X509* account, EVP_PKEY* accountKey);
 // Verifies the signature and decodes the account's state. MALFORMED: the bytes are damaged, or the state contradicts
-// itself. UNTRUSTED: the account's key did not sign the state, or it is the state of another account. INVALID_ARGUMENT:
-// the format of the state is newer.
+// itself. UNTRUSTED: the account's key did not sign the state, or the state belongs to another account.
+// INVALID_ARGUMENT: the format of the state is newer.
 [[nodiscard]] Result<SignedStatePtr> OpenState(std::string bytes, X509* account);
 
 enum class StateOrder { NEWER, SAME, OLDER, CONFLICT };  // CONFLICT: same number, other content
-// Says whether the state candidate is newer or older than this device's state. own: this device's state. Null means
-// that it has none, so every candidate is newer.
+// Says whether a candidate, which is a state from another device, is newer or older than this device's state. own: this
+// device's state; null: this device has no state, so every candidate is newer.
 StateOrder CompareStates(const SignedState* own, const SignedState& candidate);
 
 // Returns the text that the account's key signs when the account removes a member. The removed device verifies the
@@ -100,8 +100,8 @@ struct RemovalStatement {
     std::string signature;
 };
 std::string EncodeRemoval(const RemovedKey& removed);
-// Decodes the statement of a removal, and checks that the account's key signed it for the device with that network id.
-// MALFORMED: the bytes are damaged. UNTRUSTED: the signature is not valid.
+// Decodes the statement of a removal, and checks that the account's key signed the statement for the device with that
+// network id. MALFORMED: the bytes are damaged. UNTRUSTED: the signature is not valid.
 [[nodiscard]] Result<RemovalStatement> DecodeRemoval(std::string_view bytes, const std::string& networkId,
                                                      X509* account);
 

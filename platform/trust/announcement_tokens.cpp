@@ -17,7 +17,7 @@ namespace {
 constexpr std::string_view PURPOSE_PREFIX = "distnet announcement ";
 constexpr size_t TAG_BYTES = TOKEN_BYTES - TOKEN_ID_BYTES;
 constexpr size_t ID_START_CHARACTERS = 2 * TOKEN_ID_BYTES;
-// The first byte of a hash's input. It says whether the hash is a token's tag or the mask that encrypts the id.
+// The first byte of a hash's input. This byte says whether the hash is a token's tag or the mask that encrypts the id.
 constexpr std::string_view FOR_TAG = "\x01";
 constexpr std::string_view FOR_MASK = "\x02";
 using Periods = std::chrono::duration<int64_t, std::ratio<15 * 60>>;
@@ -90,8 +90,8 @@ public:
 private:
     static int64_t PeriodOf(WallTime time) { return std::chrono::floor<Periods>(time.time_since_epoch()).count(); }
 
-    // Reads the token for each period whose distance from the period of the parameter time is at most difference. Tries
-    // the nearest periods first.
+    // Reads the token for several periods, the nearest first: from "difference" periods before the period of the given
+    // time to "difference" periods after it.
     std::optional<TokenOwner> ReadWithin(std::string_view token, WallTime time, int64_t difference) const
     {
         if (token.size() != TOKEN_BYTES) {

@@ -49,7 +49,8 @@ public:
     virtual ~AnnouncementTokens() = default;
 
     // Returns the token of the current period for the device with that network id (64 hex characters). The token is
-    // TOKEN_BYTES long. It is empty only when memory is short. A new period begins at each quarter of an hour, UTC.
+    // TOKEN_BYTES long. The token is empty only when memory is short. A new period begins at each quarter of an hour,
+    // UTC.
     virtual std::string MakeToken(std::string_view networkId) const = 0;
     // Returns the device that made the token. Returns nullopt unless the device made the token in the current period,
     // the one before or the one after. Computes at most six hashes for each valid link key.
@@ -59,7 +60,7 @@ public:
     // strangers can cause a call.
     virtual std::optional<TokenOwner> ReadOfAnyClock(std::string_view token) const = 0;
     // Returns the device that made the token. Returns nullopt unless the device made the token in the period that
-    // contains the parameter time, the period before or the period after.
+    // contains the given time, the period before or the period after.
     virtual std::optional<TokenOwner> ReadMadeAt(WallTime time, std::string_view token) const = 0;
 
 protected:

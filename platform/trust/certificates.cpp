@@ -51,7 +51,7 @@ Certificate MakeDraft(EVP_PKEY* subjectKey, const std::string& commonName, std::
     return certificate;
 }
 
-// Changes the certificate's expiry to the time in the parameter last, if the certificate would expire later.
+// Makes the certificate expire no later than the given time.
 bool LimitExpiry(X509* certificate, const ASN1_TIME* last)
 {
     return ASN1_TIME_compare(X509_get0_notAfter(certificate), last) <= 0 || X509_set1_notAfter(certificate, last) == 1;

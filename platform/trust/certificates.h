@@ -1,6 +1,6 @@
 // Creates the certificates of an account and of its devices (docs/enrolment.md), and checks the names in them. Only
-// platform/trust uses this header. The functions have no state and do not block. Any thread may call them. A function
-// that returns a certificate returns null on failure, and OpenSslReason then returns the cause.
+// platform/trust uses this header. The functions are thread-safe and do not block. A function that returns a
+// certificate returns null on failure, and OpenSslReason then returns the cause.
 #pragma once
 
 #include <chrono>

@@ -103,8 +103,8 @@ bool AddRecipient(CMS_ContentInfo* message, X509* device)
     return context != nullptr && EVP_PKEY_CTX_set_ecdh_kdf_md(context, EVP_sha256()) == 1;
 }
 
-// Returns the subject key identifier of a key. It is computed as in the device certificates (RFC 5280, 4.2.1.2, method
-// 1).
+// Returns the subject key identifier of a key. The identifier is computed as in the device certificates (RFC 5280,
+// 4.2.1.2, method 1).
 std::array<uint8_t, SHA_DIGEST_LENGTH> KeyIdentifierOf(EVP_PKEY* key)
 {
     std::array<uint8_t, SHA_DIGEST_LENGTH> identifier{};

@@ -1,6 +1,6 @@
 // The answer to an enrolment request (docs/enrolment.md), in the format CMS (RFC 5652) in PEM. The answer is a text
 // that the account's key signed and that is encrypted for the new device's key. Only platform/trust uses this header.
-// The functions have no state and do not block. Any thread may call them.
+// The functions are thread-safe and do not block.
 #pragma once
 
 #include <string>
@@ -25,11 +25,11 @@ struct EnrolmentAnswer {
 // accountKey: the private key of the certificate answer.account.
 [[nodiscard]] Result<std::string> SealAnswer(const EnrolmentAnswer& answer, EVP_PKEY* accountKey);
 
-// Decrypts and decodes an enrolment answer. Checks that the account in the answer signed it, and that the link keys and
-// the state belong to that account. The caller must check the certificates.
-// MALFORMED: the text is not an answer, is damaged, or has a newer format of the answer. UNTRUSTED: the answer is
-// encrypted for another key, the account's key did not sign it, or its link keys belong to another account.
-// INVALID_ARGUMENT: the account's state in the answer has a newer format.
+// Decrypts and decodes an enrolment answer. Checks that the account in the answer has signed the answer, and that the
+// link keys and the state belong to that account. The caller must check the certificates. MALFORMED: the text is not an
+// answer, is damaged, or has a newer format. UNTRUSTED: the answer is encrypted for another key, the account's key did
+// not sign it, or its link keys belong to another account. INVALID_ARGUMENT: the account's state in the answer has a
+// newer format.
 [[nodiscard]] Result<EnrolmentAnswer> OpenAnswer(const std::string& pem, EVP_PKEY* deviceKey);
 
 // PrintAnswer and ParseAnswer write and read the inner layer of an enrolment answer, which is a JSON object.

@@ -1,6 +1,6 @@
 // Checks the request of a device that wants to join an account (PKCS#10, RFC 2986). The request arrives as a file
 // (account.h), or over a network connection during enrolment by ticket (ticket_join.h). Only platform/trust uses this
-// header. The function has no state and does not block. Any thread may call it.
+// header. The function is thread-safe and does not block.
 #pragma once
 
 #include <string>
@@ -16,9 +16,8 @@ struct CheckedRequest {
     std::string name{};            // the device's name, checked by CheckName
 };
 
-// Checks an enrolment request. MALFORMED: the parameter request is null, which means that the request could not be
-// decoded. UNTRUSTED: the key in the request did not sign it, or that key is not P-256. INVALID_ARGUMENT: the device's
-// name is not allowed.
+// Checks an enrolment request. MALFORMED: the pointer is null, because the request could not be decoded. UNTRUSTED: the
+// key in the request did not sign it, or that key is not P-256. INVALID_ARGUMENT: the device's name is not allowed.
 [[nodiscard]] Result<CheckedRequest> CheckRequest(OpenSslPtr<X509_REQ> request);
 
 }  // namespace Vexo::Trust

@@ -40,7 +40,7 @@ private:
 // Two Hmac objects: one for the current link key, one for the previous link key.
 class LinkHmacs {
 public:
-    // Returns an error when OpenSSL fails. The parameter clock must outlive the object.
+    // Returns an error when OpenSSL fails. clock: must outlive the object.
     [[nodiscard]] static Result<LinkHmacs> Make(const LinkKeys& keys, std::string_view purpose, const Clock& clock);
 
     const Hmac& Current() const { return current_; }

@@ -31,8 +31,8 @@ Result<void> CreateMissing(const std::filesystem::path& folder)
     if (FileExists(idFile) && FileExists(keyFile)) {
         return {};
     }
-    // The daemon and distnetctl may run for the first time at the same time. The lock makes the second one use the
-    // files that the first one created.
+    // The daemon and distnetctl may run for the first time at the same time. The lock makes the second program use the
+    // files that the first program created.
     const auto lock = LockIdentityFolder(folder, FolderLock::WRITE);
     if (!lock) {
         return Failure(lock.error());
@@ -80,8 +80,8 @@ Result<bool> HoldsAccountKey(const std::filesystem::path& folder, X509* account)
     return true;
 }
 
-// Returns the account's state, or null when it is missing or damaged. That is no error, because another member can send
-// the state. Returns an error when other users may have read the state.
+// Returns the account's state, or null when it is missing or damaged. A missing or damaged state is no error, because
+// another member can send the state. Returns an error when other users may have read the state.
 Result<SignedStatePtr> LoadState(const std::filesystem::path& folder, X509* account)
 {
     auto state = ReadStateFile(folder, account);
@@ -131,8 +131,8 @@ Result<Identity> LoadKeyAndId(const std::filesystem::path& folder)
     return identity;
 }
 
-// Loads the device's enrolment into the parameter identity: both certificates or none, and the state and the link keys
-// if they exist.
+// Loads the device's enrolment and stores it in identity: both certificates or none, and the state and the link keys if
+// they exist.
 Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identity)
 {
     const std::filesystem::path certificateFile = folder / DEVICE_CERTIFICATE_FILE;
@@ -155,7 +155,8 @@ Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identi
         return Fail(ErrorCode::UNTRUSTED,
                     certificateFile.string() + ": for another key than " + DEVICE_KEY_FILE + DOCTOR_KNOWS);
     }
-    // This check accepts an expired certificate, because the user must see that it has expired. Peers refuse it.
+    // This check accepts an expired certificate, because the user must see that the certificate has expired. Peers
+    // refuse an expired certificate.
     if (const auto verified = VerifySignedBy(certificate.value().get(), account.value().get()); !verified) {
         return Fail(verified.error().code, certificateFile.string() + ": " + verified.error().message + " (" +
                                                ACCOUNT_CERTIFICATE_FILE + ")" + DOCTOR_KNOWS);

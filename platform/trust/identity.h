@@ -7,7 +7,7 @@
 //   link.key     the account's link keys (link_key.h), JSON, mode 0600; version 0.1 enrolled devices without it
 //   account.state, account.number, removal, backup, restored, older-account: docs/files.md
 // The network id is the lower-case hex SHA-256 of the device's public key (DER SubjectPublicKeyInfo, RFC 5280).
-// The functions block on the disk and on key generation. Any thread may call them. Files are created atomically. The
+// The functions are thread-safe and block on the disk and on key generation. Files are created atomically. The
 // functions refuse a key that other users can read, a damaged file, and a certificate of another key. The error then
 // names the file and says what to do. The functions do not check the validity period of certificates, because this
 // device's clock may still be wrong. The peer checks the validity period in each TLS handshake.
@@ -43,17 +43,17 @@ struct Identity {
     Certificate accountCertificate;                     // null before enrolment
     std::string accountName;                            // empty before enrolment
     std::optional<LinkKeys> linkKeys;                   // nullopt before enrolment; from state unless state is null
-    SignedStatePtr state;                               // null: missing or damaged, or enrolled before states existed
+    SignedStatePtr state;                               // null: missing, damaged, or an account without a state
     std::optional<std::chrono::sys_seconds> removedAt;  // when the account removed this device; nullopt: not removed
     bool holdsAccountKey = false;
 
     bool HasCertificate() const { return certificate != nullptr && accountCertificate != nullptr; }
     bool Enrolled() const { return HasCertificate() && linkKeys.has_value(); }
-    // Whether the device has a certificate but no link key. LinkKeyAdvice (identity_repair.h) returns text that says
-    // what to do.
+    // Returns true if the device has a certificate but no link key. LinkKeyAdvice (identity_repair.h) returns text that
+    // says what to do.
     bool LacksLinkKey() const { return HasCertificate() && !linkKeys.has_value(); }
-    // Whether the device with that network id is a member of the account. If this device has no state of the account,
-    // every device with a certificate of the account counts as a member.
+    // Returns true if the device with that network id is a member of the account. If this device has no state of the
+    // account, every device with a certificate of the account counts as a member.
     bool IsMember(const std::string& id) const { return state == nullptr || state->State().FindMember(id) != nullptr; }
     std::chrono::system_clock::time_point CertificateExpiry() const;  // call only when the device has a certificate
 };

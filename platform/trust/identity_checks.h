@@ -1,6 +1,6 @@
-// Checks the files of a device's identity. `distnetctl doctor` shows the results. The daemon calls CheckIdentity;
-// distnetctl calls it itself when no daemon answers. The function blocks on the disk and changes nothing. Any thread
-// may call it.
+// Checks the files of a device's identity. `distnetctl doctor` shows the results. The daemon calls CheckIdentity. If no
+// daemon answers, distnetctl calls CheckIdentity itself. The function blocks on the disk and changes nothing.
+// Thread-safe.
 #pragma once
 
 #include <chrono>

@@ -1,5 +1,5 @@
 // The files of an identity folder: their names, and functions that read, write and check them. Only platform/trust uses
-// this header. The functions block on the disk. Any thread may call them.
+// this header. The functions are thread-safe and block on the disk.
 #pragma once
 
 #include <sys/types.h>
@@ -23,12 +23,12 @@ inline constexpr const char* LINK_KEY_FILE = "link.key";
 
 inline constexpr mode_t SECRET_FILE_MODE = 0600;
 
-// Whether the file exists. Returns false also when the file's folder cannot be accessed. Opening the file then fails
-// and reports the cause.
+// Returns true if the file exists. Returns false also when the file's folder cannot be accessed. Opening the file then
+// fails and reports the cause.
 bool FileExists(const std::filesystem::path& file);
 
-// A message about a key that other users may have read ends with this text and a command. The person runs the command
-// if nobody has read the key.
+// A message about a key that other users may have read ends with this text and a command. A person who is sure that
+// nobody has read the key runs the command.
 inline constexpr const char* IF_NOT_KNOWN = " If not: ";
 // The last words of a message about a damaged or missing identity file. The command in them gives advice.
 inline constexpr const char* DOCTOR_KNOWS = "; `distnetctl doctor` says how to repair it";
@@ -48,7 +48,7 @@ enum class FolderLock { READ, WRITE };
 // Reads a file that contains a secret. Refuses a symbolic link. Returns UNTRUSTED when other users can access the file,
 // or when the file belongs to a user other than root and the user of this process.
 [[nodiscard]] Result<SecretText> ReadSecretFile(const std::filesystem::path& file);
-// Whether ReadSecretFile refuses the file because other users may have read the file.
+// Returns true if ReadSecretFile refuses the file because other users may have read the file.
 bool MayBeKnownToOthers(const std::filesystem::path& file);
 [[nodiscard]] Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file);
 [[nodiscard]] Result<Certificate> ReadCertificateFile(const std::filesystem::path& file);

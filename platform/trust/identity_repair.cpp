@@ -32,7 +32,7 @@ std::string Quoted(const std::string& word)
     return quoted + "'";
 }
 
-// Returns an mv command for each of the named files that exists in the folder.
+// Returns commands that rename the named files to NAME.old. Files that do not exist in the folder are skipped.
 std::vector<std::string> MoveCommands(const std::filesystem::path& folder, const std::vector<const char*>& names)
 {
     std::vector<std::string> commands;
@@ -81,14 +81,14 @@ bool IsOpenToOthers(const std::filesystem::path& file)
            (status.st_mode & (S_IRWXG | S_IRWXO)) != 0;
 }
 
-// Whether the account's certificate in the folder can be read and belongs to a key other than accountKey.
+// Returns true if the account's certificate in the folder can be read and belongs to a key other than accountKey.
 bool IsForeignKey(const std::filesystem::path& folder, EVP_PKEY* accountKey)
 {
     const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
     return account && X509_check_private_key(account.value().get(), accountKey) != 1;
 }
 
-// Whether the link keys were read without an error and belong to the account in the folder. If the account's
+// Returns true if the link keys were read without an error and belong to the account in the folder. If the account's
 // certificate cannot be read, the function does not compare the account.
 bool CanUse(const Result<LinkKeyRecord>& linkKeys, const std::filesystem::path& folder)
 {
@@ -97,8 +97,8 @@ bool CanUse(const Result<LinkKeyRecord>& linkKeys, const std::filesystem::path& 
     return linkKeys && (!account || linkKeys.value().account == NetworkIdOf(X509_get0_pubkey(account.value().get())));
 }
 
-// Returns advice with the commands that give the device its missing certificate or link key. The commands first move
-// away a link key that cannot be used and the files in the parameter replaced.
+// Returns advice with the commands that give the device its missing certificate or link key. The commands first rename
+// the old files. replaced: files to rename, in addition to a link key that cannot be used.
 std::string Reissue(const std::filesystem::path& folder, std::vector<const char*> replaced)
 {
     const std::filesystem::path accountKeyFile = folder / ACCOUNT_KEY_FILE;
@@ -112,8 +112,8 @@ std::string Reissue(const std::filesystem::path& folder, std::vector<const char*
     const auto accountKey = ReadKeyFile(accountKeyFile);
     (void)OpenSslReason();
     if (!accountKey || IsForeignKey(folder, accountKey.value().get())) {
-        // The account's key cannot be used. The commands move it away, because `account install` fails while the file
-        // exists.
+        // The account's key cannot be used. The commands rename the key's file, because `account install` fails while
+        // that file exists.
         replaced.push_back(ACCOUNT_KEY_FILE);
         std::vector<std::string> commands = MoveCommands(folder, replaced);
         commands.push_back(Tool(folder, "account request device.csr"));

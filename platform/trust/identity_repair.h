@@ -1,6 +1,6 @@
 // Advice for a person who repairs an identity folder (identity.h): one or two sentences with the commands to run.
 // Nobody can create the account's key again, so no advice moves or replaces an account's key that can be used. The
-// functions block on the disk and change nothing. Any thread may call them.
+// functions are thread-safe and block on the disk and change nothing.
 #pragma once
 
 #include <filesystem>
@@ -20,12 +20,12 @@ inline constexpr const char* LACKS_LINK_KEY =
 // The function checks the files in this order: device key, device id, certificates, link key, account's key.
 std::string RepairAdvice(const std::filesystem::path& folder);
 
-// Returns the advice for a device whose certificate is missing, damaged or expired. The device's key and id can be
-// used.
+// Returns the advice for a device whose certificate is missing, damaged or expired. Call this function only if the
+// device's key and id are valid.
 std::string ReissueAdvice(const std::filesystem::path& folder);
 
-// Returns the advice for a device whose link key is missing or damaged. The device's key, id and certificate can be
-// used.
+// Returns the advice for a device whose link key is missing or damaged. Call this function only if the device's key, id
+// and certificate are valid.
 std::string LinkKeyAdvice(const std::filesystem::path& folder);
 
 // A problem with the account, although the device's identity can be used: the account removed this device, a restored

@@ -1,7 +1,7 @@
 // Moves the account's key from its holder (the device that has the key) to another member, over a connection between
 // the two devices (platform/softbus/account/). The receiver stores the key. Then the sender signs a state that names
-// the new holder, and deletes its own copy last. If the transfer is interrupted, the key may be on both devices, but it
-// is never lost. The same transfer can then be repeated. The functions block on the disk. Any thread may call them.
+// the new holder, and deletes its own copy last. If the transfer is interrupted, the key may be on both devices, but
+// the key is never lost. The same transfer can then be repeated. The functions are thread-safe and block on the disk.
 #pragma once
 
 #include <filesystem>

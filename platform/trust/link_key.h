@@ -1,8 +1,8 @@
-// The link key: a symmetric secret that every device of an account has. It is created together with the account, and
-// each new device receives it when it joins. The bytes of a link key are never used directly. DeriveKey returns a
-// separate key for each purpose. Link keys are numbered from 1. After a change, the previous link key stays valid until
-// a date, so that a device without the new key can still connect. The functions have no state and do not block. Any
-// thread may call them.
+// The link key: a symmetric secret that every device of an account has. The first link key is created together with the
+// account. Each new device receives the link key when the device joins. The bytes of a link key are never used
+// directly. DeriveKey returns a separate key for each purpose. Link keys are numbered from 1. After a change, the
+// previous link key stays valid until a date, so that a device without the new key can still connect. The functions are
+// thread-safe and do not block.
 // Read next: link_key_file.h (the file), account.h and docs/enrolment.md (how a device gets the keys).
 #pragma once
 
@@ -43,11 +43,11 @@ struct LinkKeys {
 // Returns a new random link key with that number. Returns an error when the system has no random bytes.
 [[nodiscard]] Result<LinkKey> GenerateLinkKey(uint32_t number);
 
-// Derives a key with HKDF and SHA-256 (RFC 5869): 32 bytes, no salt.
-// purpose: the "info" input of HKDF. It begins with "distnet ". Use a different purpose for each kind of use.
+// Derives a key with HKDF and SHA-256 (RFC 5869): 32 bytes, no salt. purpose: the "info" input of HKDF; must begin with
+// "distnet ". Use a different purpose for each kind of use.
 SecretBytes DeriveKey(const LinkKey& key, std::string_view purpose);
-// Derives a key with HKDF and SHA-256 from a secret of any length. The parameter purpose has the same meaning as for a
-// link key.
+// Derives a key with HKDF and SHA-256 from a secret of any length. purpose: the "info" input of HKDF; begins with
+// "distnet ".
 SecretBytes DeriveKey(std::string_view secret, std::string_view purpose);
 
 // Returns 8 hex characters that people can compare on two devices. Nobody can compute the link key from them.

@@ -1,6 +1,6 @@
 // The file link.key: an account's link keys as JSON (docs/enrolment.md). The answer to an enrolment request contains
-// the same JSON object. Only platform/trust uses this header. The functions block on the disk. Any thread may call
-// them. No error message contains a byte of a key.
+// the same JSON object. Only platform/trust uses this header. The functions are thread-safe and block on the disk. No
+// error message contains a byte of a key.
 #pragma once
 
 #include <chrono>
@@ -27,7 +27,7 @@ LinkKeyRecord RecordOf(const LinkKeys& keys, const std::string& account);
 const JsonKeys<LinkKeyRecord>& LinkKeyRecordKeys();
 
 // Other JSON files of an account use IsNewerFormat, IdKind and LAST_SECOND too. IsNewerFormat returns true when the
-// "version" in the JSON object is higher than the parameter version.
+// "version" in the JSON object is higher than the given version.
 bool IsNewerFormat(const std::string& json, int version);
 JsonKind<std::string> IdKind();
 inline constexpr int64_t LAST_SECOND = 253'402'300'799;  // the largest time that is allowed: the end of the year 9999

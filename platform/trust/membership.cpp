@@ -50,8 +50,8 @@ std::string ReasonToKeepKey(const std::filesystem::path& folder, const Identity&
                     : "";
 }
 
-// The files that LeaveAccount deletes, in this order. The account's key is the first one. If the deletion were
-// interrupted and only the key remained, it would be useless, and the device could not join another account.
+// The files that LeaveAccount deletes, in this order. The account's key is the first one. If only the key remained
+// after an interrupted deletion, the device could not join another account.
 constexpr const char* DELETED_FILES[] = {
     ACCOUNT_KEY_FILE,        RESTORED_FILE, OLDER_ACCOUNT_FILE, BACKUP_FILE,   REMOVAL_FILE,
     DEVICE_CERTIFICATE_FILE, STATE_FILE,    STATE_NUMBER_FILE,  LINK_KEY_FILE, ACCOUNT_CERTIFICATE_FILE,
@@ -70,8 +70,8 @@ Result<LinkKeys> NextLinkKeys(const LinkKeys& keys, std::chrono::sys_seconds at)
 }
 
 // Returns a new certificate for a member, with the same key as the member's present certificate.
-// shown: the member's present certificate. Returns null when it was issued after the account's certificate, or when the
-// new certificate would not expire later.
+// shown: the member's present certificate. Returns null when the present certificate was issued after the account's
+// certificate, or when the new certificate would not expire later than the present one.
 Certificate Renewed(const Identity& identity, EVP_PKEY* accountKey, const std::string& name, X509* shown,
                     const Clock& clock)
 {
@@ -85,8 +85,9 @@ Certificate Renewed(const Identity& identity, EVP_PKEY* accountKey, const std::s
     return endsLater ? std::move(made) : nullptr;
 }
 
-// Compares the lists of removed devices in two states. Returns the name of a device that is in the list of own (this
-// device's state) and not in the list of candidate. Returns an empty string when there is none.
+// Compares the lists of removed devices in two states. own: this device's state. candidate: a state from another
+// device. Returns the name of a device that only own lists as removed. Returns an empty string when there is no such
+// device.
 std::string NameOfForgotten(const SignedState* own, const AccountState& candidate)
 {
     for (const RemovedKey& removed : own != nullptr ? own->State().removed : std::vector<RemovedKey>()) {

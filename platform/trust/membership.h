@@ -1,7 +1,7 @@
 // Changes an account's state (account_state.h) in an identity folder (identity.h). Only the device that holds the
 // account's key can make a new state. Every member can adopt a newer state. Each call locks the folder while it changes
 // the folder, so the daemon and a command may run at the same time. After a failure at any moment, the folder contains
-// the old state or the new one. The functions block on the disk. Any thread may call them.
+// the old state or the new one. The functions are thread-safe and block on the disk.
 // Read next: account.h (how an account and its members begin), account_backup.h (backup of the account's key).
 #pragma once
 
@@ -45,9 +45,9 @@ inline constexpr std::chrono::hours PREVIOUS_LINK_KEY_LIFE{24 * 30};
 [[nodiscard]] Result<Identity> RenameMember(const std::filesystem::path& folder, const std::string& networkId,
                                             const std::string& name, const Clock& clock = Clock::System());
 // Removes the member from the account and creates a new link key. The current link key then becomes the previous key
-// and stays valid for PREVIOUS_LINK_KEY_LIFE. However, if the account has an older previous key that is still valid for
-// more than half of that time, the older key remains the previous key, because every member that missed a removal knows
-// it. announcesPreviousKey: see AccountState.
+// and stays valid for PREVIOUS_LINK_KEY_LIFE. However, an older previous key remains the previous key if it is still
+// valid for more than half of PREVIOUS_LINK_KEY_LIFE. Every member that missed a removal knows that older key.
+// announcesPreviousKey: see AccountState.
 // REFUSED: networkId is this device (use LeaveAccount). NOT_FOUND: no member has that network id.
 [[nodiscard]] Result<Identity> RemoveMember(const std::filesystem::path& folder, const std::string& networkId,
                                             bool announcesPreviousKey, const Clock& clock = Clock::System());
@@ -58,9 +58,9 @@ inline constexpr std::chrono::hours PREVIOUS_LINK_KEY_LIFE{24 * 30};
 // move the key (key_transfer.h). A device that has the key may name itself even while the state names another holder.
 [[nodiscard]] Result<Identity> SetHolder(const std::filesystem::path& folder, const std::string& networkId,
                                          const Clock& clock = Clock::System());
-// Adds a device, under a name that no member has, to the state of an account that is older than account states. Call it
-// for a device that has presented a certificate of the account. Returns nullopt and adds nothing when the account is
-// newer, or when the device is already a member or was removed.
+// Adds a device, under a name that no member has, to the account's state. Works only for an account that was created by
+// a version without account states. Call this function for a device that has presented a certificate of the account.
+// Returns nullopt and adds nothing for any other account, and for a device that is already a member or was removed.
 [[nodiscard]] Result<std::optional<Identity>> AddOlderMember(const std::filesystem::path& folder, Member member,
                                                              const Clock& clock = Clock::System());
 
@@ -75,9 +75,9 @@ std::optional<std::string> RenewedCertificate(const std::filesystem::path& folde
 // MALFORMED: the bytes are damaged.
 [[nodiscard]] Result<Identity> AdoptCertificate(const std::filesystem::path& folder, const std::string& der);
 
-// Deletes the account, the key and the id of this device, so that it becomes a new device. Returns REFUSED when this
-// device holds the account's key and the account has other members, or when this device has the key but does not know
-// the members.
+// Deletes the account, the key and the id of this device. Afterwards this device is a new device. Returns REFUSED when
+// this device holds the account's key and the account has other members, or when this device has the key but does not
+// know the members.
 [[nodiscard]] Result<void> LeaveAccount(const std::filesystem::path& folder);
 
 // Stores the signed statement that the account removed this device. From then on Identity::removedAt is set. UNTRUSTED:

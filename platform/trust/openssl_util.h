@@ -1,6 +1,6 @@
 // Helpers for OpenSSL: owners of OpenSSL objects, conversions to and from PEM and DER, and checks of certificates. Only
-// platform/trust uses this header. The functions have no state. Any thread may call them. Unless a comment says
-// otherwise, an empty result or a null pointer means failure, and OpenSslReason returns the cause.
+// platform/trust uses this header. The functions are thread-safe. Unless a comment says otherwise, an empty result or a
+// null pointer means failure, and OpenSslReason returns the cause.
 #pragma once
 
 #include <openssl/pem.h>  // include it before cms.h, which declares PEM functions only after pem.h
@@ -56,7 +56,7 @@ std::string CertificateToDer(X509* certificate);
 // Decodes a certificate from DER. Returns null also when other bytes follow the certificate.
 Certificate CertificateFromDer(const std::string& der);
 // Returns all certificates in a PEM text, in their order. Returns an empty list when the text contains no certificate
-// or a damaged one.
+// or a damaged certificate.
 std::vector<Certificate> CertificatesFromPem(const std::string& pem);
 std::string RequestToPem(X509_REQ* request);
 OpenSslPtr<X509_REQ> RequestFromPem(const std::string& pem);
@@ -71,8 +71,8 @@ std::string CommonNameOf(const X509_NAME* name);
 std::string SignatureOf(const std::string& text, EVP_PKEY* key);
 bool IsSignatureOf(const std::string& signature, const std::string& text, EVP_PKEY* key);
 
-// Checks that the key of the certificate anchor signed the other certificate. Ignores validity periods. The error's
-// message says what is wrong.
+// Checks that a certificate was signed by the key of another certificate. anchor: that other certificate. Ignores
+// validity periods. The error's message says what is wrong.
 [[nodiscard]] Result<void> VerifySignedBy(X509* certificate, X509* anchor);
 // Checks that the certificate is valid at the clock's current time. EXPIRED: the certificate has expired or is not
 // valid yet.

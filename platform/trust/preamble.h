@@ -28,8 +28,8 @@ enum class ProvenKey { CURRENT, PREVIOUS, TICKET };
 
 class Preamble : public NoCopyable {
 public:
-    // Returns an object that accepts proofs made with the current link key. It also accepts proofs made with the
-    // previous link key while that key is valid by the clock.
+    // Returns an object that accepts proofs made with the current link key. The object also accepts proofs made with
+    // the previous link key while that key is valid by the clock.
     // clock: must outlive the object.
     [[nodiscard]] static Result<std::shared_ptr<const Preamble>> Make(const LinkKeys& keys,
                                                                       const Clock& clock = Clock::System());
@@ -42,7 +42,7 @@ public:
     // Returns a proof computed with the previous link key. Returns an empty string when there is no previous key, when
     // that key is no longer valid, or when memory is short.
     virtual std::string ProveWithPrevious(std::string_view challenge, std::string_view firstMessage) const = 0;
-    // Whether there is a previous link key that is still valid.
+    // Returns true if there is a previous link key that is still valid.
     virtual bool HasPrevious() const = 0;
     // Returns the key with which the proof was computed: CURRENT or PREVIOUS. Returns nullopt when the proof is wrong.
     virtual std::optional<ProvenKey> KeyOfProof(std::string_view proof, std::string_view challenge,

@@ -1,6 +1,6 @@
 // Signs texts with an account's key, and verifies signed texts. A signed text is CMS SignedData (RFC 5652) in DER that
-// contains the text and the signer's certificate. Only platform/trust uses this header. The functions have no state and
-// do not block. Any thread may call them.
+// contains the text and the signer's certificate. Only platform/trust uses this header. The functions are thread-safe
+// and do not block.
 #pragma once
 
 #include <string>

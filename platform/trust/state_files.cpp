@@ -27,7 +27,7 @@ uint64_t LastStateNumber(const std::filesystem::path& folder)
     if (!FileExists(file)) {
         return 0;
     }
-    // A file with a damaged number still shows that this device had a state, so the number 1 is returned then.
+    // A file with a damaged number still shows that this device had a state, so 1 is returned for such a file.
     uint64_t number = 1;
     if (const auto text = ReadWholeFile(file, MAX_SMALL_FILE)) {
         std::from_chars(text.value().data(), text.value().data() + text.value().size(), number);

@@ -1,6 +1,6 @@
 // Reads and writes the files of an identity folder that contain the account's state (account_state.h). Lock the folder
 // before you call a function that writes, or LoadIdentityLocked. Only platform/trust uses this header. The functions
-// block on the disk. Any thread may call them.
+// are thread-safe and block on the disk.
 #pragma once
 
 #include <chrono>

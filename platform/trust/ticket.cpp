@@ -68,7 +68,7 @@ size_t CheckOf(std::string_view digits)
     return rest;
 }
 
-// Whether a ticket of that length has a dash before the symbol at the index place.
+// Returns true if a ticket of the given length has a dash before the symbol. place: the index of the symbol.
 bool BeginsGroup(size_t place, size_t length)
 {
     return place != 0 && (length <= SHORT_TICKET ? place % 4 == 0 : place >= 10 && (place - 10) % 9 == 0);

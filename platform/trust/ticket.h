@@ -1,10 +1,10 @@
 // Tickets, with which a new device joins an account. The device that holds the account's key (the holder) shows a
-// ticket to a person, who enters it on the new device (the joiner). A ticket contains a one-time secret of 128 bits. If
-// the holder cannot announce itself, the ticket also contains the holder's address. The text of a ticket consists of
-// groups of Crockford's base 32 characters. Case, spaces and dashes are ignored, and a check symbol detects a mistyped
-// character. The keys for announcements, the preamble and TLS are derived from the secret in the same way as from a
-// link key (link_key.h). docs/enrolment.md describes the text and the keys. The functions have no state and do not
-// block. Any thread may call them.
+// ticket to a person. The person enters the ticket on the new device (the joiner). A ticket contains a one-time secret
+// of 128 bits. If the holder cannot announce itself, the ticket also contains the holder's address. The text of a
+// ticket consists of groups of Crockford's base 32 characters. Case, spaces and dashes are ignored, and a check symbol
+// detects a mistyped character. The keys for announcements, the preamble and TLS are derived from the secret in the
+// same way as from a link key (link_key.h). docs/enrolment.md describes the text and the keys. The functions are
+// thread-safe and do not block.
 // Read next: ticket_join.h (what both devices compute).
 #pragma once
 
@@ -39,7 +39,8 @@ std::string TicketText(const Ticket& ticket);
 // mistyped" or "it is too short: 25 of 27 characters".
 [[nodiscard]] Result<Ticket> ParseTicket(const std::string& text);
 
-// Returns the key of a ticket as LinkKeys. AnnouncementTokens and Preamble use it instead of an account's link keys.
+// Returns the key of a ticket as LinkKeys. AnnouncementTokens and Preamble use this key instead of an account's link
+// keys.
 LinkKeys TicketKeys(const Ticket& ticket);
 
 }  // namespace Vexo::Trust

@@ -1,6 +1,6 @@
 // The values that both devices compute when a device joins an account by ticket (ticket.h): the commitment (a hash of
-// the enrolment request) and the six digits. Also converts the request between PEM and DER. The functions have no state
-// and do not block. Any thread may call them. docs/enrolment.md describes the messages.
+// the enrolment request) and the six digits. Also converts the request between PEM and DER. The functions are
+// thread-safe and do not block. docs/enrolment.md describes the messages.
 #pragma once
 
 #include <string>
@@ -27,10 +27,10 @@ struct EnrolmentRequest {
 // request: the payload of the JOIN_REQUEST message that the joiner will send.
 std::string JoinCommitment(std::string_view request);
 // Returns the six digits that both devices show. Returns an empty string only when memory is short.
-// exported: key material that TLS exports for the connection. An attacker between the two devices, who knows the
-// ticket, has one connection to each device. The two devices then show different digits.
-// request: the payload of the JOIN_REQUEST message. It stays secret until the holder's nonce is known. A hash of the
-// request must not be used instead, because the commitment reveals that hash.
+// exported: key material that TLS exports for the connection. It differs for each connection. If an attacker who knows
+// the ticket has one connection to each of the two devices, the devices therefore show different digits.
+// request: the payload of the JOIN_REQUEST message, not a hash of it. The joiner keeps the payload secret until it
+// knows the holder's nonce. The payload's hash is not secret, because it is the commitment (JoinCommitment).
 std::string JoinNumber(const SecretBytes& exported, std::string_view holderNonce, std::string_view request);
 
 // RequestToDer converts a PKCS#10 request from PEM to DER. ReadRequest decodes DER and checks the signature, the kind

@@ -232,7 +232,7 @@ public:
             return Fail(ErrorCode::SYSTEM, "TLS under a ticket could not be set up: " + OpenSslReason());
         }
         for (SSL_CTX* const each : {context->client_.get(), context->server_.get()}) {
-            SSL_CTX_set_app_data(each, context.get());  // OfferKey and FindKey find this object through it
+            SSL_CTX_set_app_data(each, context.get());  // with this pointer, OfferKey and FindKey find this object
             SSL_CTX_set_session_cache_mode(each, SSL_SESS_CACHE_OFF);
         }
         SSL_CTX_set_psk_use_session_callback(context->client_.get(), OfferKey);
@@ -285,8 +285,8 @@ private:
         return session;
     }
 
-    // OpenSSL calls this function for the pre-shared key that a client offers. It returns 1 and a session that OpenSSL
-    // then owns. For a handshake without the pre-shared key, it returns 1 and null.
+    // OpenSSL calls this function for the pre-shared key that a client offers. Returns 1 and a session, which OpenSSL
+    // then owns. For a handshake without the pre-shared key, returns 1 and null.
     static int OfferKey(SSL* ssl, const EVP_MD* digest, const unsigned char** identity, size_t* identityBytes,
                         SSL_SESSION** session)
     {

@@ -1,8 +1,8 @@
-// TlsContext: TLS 1.3 (RFC 8446) with devices of the same account only. Both sides present a certificate. The account's
-// key must have signed it, and it must be valid now. A device may resume an earlier session with the same peer, by a
-// TLS session ticket. The validity periods of the peer's and the account's certificates are then checked again. A
-// TlsContext does not change after its creation, except for the cache of session tickets, which has its own lock. Any
-// thread may use it.
+// TlsContext: TLS 1.3 (RFC 8446) with devices of the same account only. Both sides present a certificate. Each
+// certificate must be signed by the account's key and must be valid now. A device may resume an earlier session with
+// the same peer, by a TLS session ticket. The validity periods of the peer's and the account's certificates are then
+// checked again. A TlsContext does not change after its creation, except for the cache of session tickets, which has
+// its own lock. Thread-safe.
 #pragma once
 
 #include <openssl/ssl.h>

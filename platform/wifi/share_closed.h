@@ -1,5 +1,5 @@
 // ReportShareClosed: reports that this daemon has closed its hotspot. Every backend calls it, so that all backends
-// report in the same form. Any thread. No call blocks.
+// report in the same form. Thread-safe. No call blocks.
 #pragma once
 
 #include <string>

@@ -4,13 +4,13 @@
 // - answers GetLinkInfo and WaitForChange,
 // - writes the system event NET_WIFI_JOIN_FAIL for each attempt that failed,
 // - returns which changes the backend must publish as common events.
-// A new attempt silently replaces the previous attempt, in any state. Each observation names its attempt. It changes
-// nothing if the attempt was replaced or has ended.
+// A new attempt silently replaces the previous attempt, in any state. Each observation names its attempt. If that
+// attempt was replaced or has ended, the observation changes nothing.
 //
 //   SEARCHING -> JOIN_REQUESTED -> JOINING -> OBTAINING_ADDRESS -> CONNECTED -> DISCONNECTED
 //
 // A radio may skip states. From any state before CONNECTED, the attempt may return to SEARCHING to try another join, or
-// end in FAILED. Any thread; only WaitForChange blocks. Stored configurations: wifi_device.h.
+// end in FAILED. Thread-safe; only WaitForChange blocks. Stored configurations: wifi_device.h.
 #pragma once
 
 #include <chrono>
@@ -36,7 +36,7 @@ inline constexpr const char* NO_IP_ADDRESS = "NO_IP_ADDRESS";
 inline constexpr const char* NO_ANSWER = "NO_ANSWER";        // the hotspot did not complete the join in time
 inline constexpr const char* WIFI_OFF = "WIFI_OFF";          // Wi-Fi was switched off, or the radio was removed
 inline constexpr const char* RADIO_FAILED = "RADIO_FAILED";  // the radio or the radio's daemon failed
-inline constexpr const char* ENDED_HERE = "ENDED_HERE";      // a person, another network or sleep ended it here
+inline constexpr const char* ENDED_HERE = "ENDED_HERE";      // this device ended it: a person, another network or sleep
 }  // namespace JoinFailure
 
 // Why an attempt or a connection ended.
@@ -45,21 +45,20 @@ struct LinkEnd {
     std::string sentence;  // text for a person; may contain the network's name, never its key
 };
 
-// NotVisible, HotspotGone, WrongKey and WifiOff return the ends that every backend can report.
+// NotVisible, HotspotGone, WrongKey and WifiOff return a LinkEnd with a fixed failure. Every backend can report it.
 LinkEnd NotVisible(const std::string& ssid);  // ends an attempt
 LinkEnd HotspotGone();                        // ends a connection
 LinkEnd WrongKey();
 LinkEnd WifiOff(bool hasRadio);
 
-// How a visible network is secured.
 struct NetworkSecurity {
     bool needsKey = false;
     bool allowsPsk = false;
     bool allowsSae = false;
 };
 
-// Returns the reason why a station with the configuration config cannot join a network that is secured as in security.
-// Returns no value if the station can try to join.
+// Checks whether a station can join a network. config: the station's configuration. security: how the network is
+// secured. Returns no value if the station can try to join. Otherwise returns why it cannot.
 std::optional<LinkEnd> MismatchOf(const WifiDeviceConfig& config, const NetworkSecurity& security);
 
 class Station {
@@ -88,16 +87,16 @@ public:
     explicit Station(const Clock& clock = Clock::System()) : clock_(clock) {}
 
     WifiLinkInfo LinkInfo() const;
-    // Blocks until the state or the attempt number differs from that of known. Also returns when limit has passed or
-    // Stop was called. Returns the current link info.
-    // known: the link info that the caller has already.
+    // Blocks while the state and the attempt number are equal to those in known, but not after Stop. Returns the
+    // current link info. limit: the longest time to block.
     WifiLinkInfo WaitForChange(const WifiLinkInfo& known, std::chrono::milliseconds limit);
 
     Join Current() const;
     // Starts a new attempt in state SEARCHING. Returns the attempt's number, or no value after Stop(). searchLimit: the
     // longest time for the search.
     std::optional<uint32_t> Begin(const WifiDeviceConfig& config, std::chrono::milliseconds searchLimit);
-    // Moves the attempt to another state before CONNECTED. Returns false if the attempt is not the latest or has ended.
+    // Moves the attempt to another state that comes before CONNECTED. Returns false if the attempt is not the latest or
+    // has ended.
     bool Advance(uint32_t attempt, State state);
     // Sets the attempt to CONNECTED and stores the network's hardware address in the attempt's stored configuration,
     // before another thread can see the new state. Returns true if the backend must publish the new state. Returns

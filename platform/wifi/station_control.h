@@ -1,5 +1,5 @@
 // StationControl: reports which network this device has joined, leaves that network and rejoins the previous network.
-// The service's requests use WifiDevice instead (wifi_device.h). Each backend implements StationControl. Any thread.
+// The service's requests use WifiDevice instead (wifi_device.h). Each backend implements StationControl. Thread-safe.
 #pragma once
 
 #include <chrono>
@@ -28,7 +28,7 @@ struct JoinedNetwork {
 struct LeftNetwork {
     bool hasLeft = false;  // true if Leave has ended an attempt or a connection
     // The name of the user's network that this device is on after Leave, such as "office". Empty if this device was on
-    // no network before the attempt, or if it could not rejoin that network in time.
+    // no network before the attempt, or if this device could not rejoin that network in time.
     std::string backOn;
 };
 
@@ -40,9 +40,9 @@ public:
     // for the radio's daemon, at most 1 s.
     virtual std::optional<JoinedNetwork> Joined() = 0;
     // Ends the attempt with this number, also if it is connected, removes its configuration and rejoins the user's
-    // previous network. Blocks until that network is joined, at most for limit. If the attempt has ended already or a
-    // newer attempt has begun, Leave changes nothing, and backOn names the network that this device is on. Fails if the
-    // radio's daemon does not answer; the network is then left later.
+    // previous network. Blocks until that network is joined. limit: the longest time to block. If the attempt has ended
+    // already or a newer attempt has begun, Leave changes nothing, and backOn names the network that this device is on.
+    // Fails if the radio's daemon does not answer; the network is then left later.
     [[nodiscard]] virtual Result<LeftNetwork> Leave(uint32_t attempt, std::chrono::milliseconds limit) = 0;
 };
 

@@ -1,5 +1,5 @@
 // WifiConfigStore: stores the configurations that were added to a station. They are kept in memory only, because they
-// contain keys. Any thread. No call blocks.
+// contain keys. Thread-safe. No call blocks.
 #pragma once
 
 #include <optional>
@@ -12,14 +12,14 @@ namespace Vexo::Wifi {
 
 class WifiConfigStore {
 public:
-    // Returns the stored configurations in the order in which they were first added. isCandidate: if true, only those
-    // that were added as candidates.
+    // Returns the stored configurations in the order in which they were first added. isCandidate: if true, returns only
+    // the configurations that were added with isCandidate set.
     std::vector<WifiDeviceConfig> List(bool isCandidate);
     // Stores a configuration and returns its id. Ids count from 0. A stored configuration with the same SSID and key
     // management is replaced, and its id is used again.
     int Add(const WifiDeviceConfig& config, bool isCandidate);
-    // Returns config if its SSID is not empty. Otherwise returns the stored configuration with the id of config, or
-    // config if no such configuration is stored.
+    // Returns config unchanged if config.ssid is not empty. Otherwise returns the stored configuration that has the id
+    // config.networkId. If no such configuration is stored, returns config unchanged.
     WifiDeviceConfig Resolve(const WifiDeviceConfig& config);
     // Sets the hardware address (bssid) of the stored configuration. Does nothing if config is not stored.
     void SetBssid(const WifiDeviceConfig& config, const std::string& bssid);

@@ -1,4 +1,4 @@
-// WifiDevice: controls this device as a Wi-Fi station (ability 1120). Each backend implements it. Any thread.
+// WifiDevice: controls this device as a Wi-Fi station (ability 1120). Each backend implements it. Thread-safe.
 // AddDeviceConfig and ConnectToDevice return within their budgets (wifi_budgets.h); the join itself continues after
 // ConnectToDevice has returned. A call that reaches its budget fails and undoes what it has begun. GetDeviceConfigs and
 // GetLinkInfo do not block. An int32_t result is a WifiResult or the radio's own code.
@@ -20,8 +20,8 @@ public:
     // alive. instanceId: the number of the radio; only 0 exists.
     static std::shared_ptr<WifiDevice> GetInstance(int32_t systemAbilityId, int32_t instanceId = 0);
 
-    // Replaces the content of configs by the stored configurations. isCandidate: if true, only those that were added as
-    // candidates.
+    // Replaces the content of configs by the stored configurations. isCandidate: if true, returns only the
+    // configurations that were added with isCandidate set.
     virtual int32_t GetDeviceConfigs(std::vector<WifiDeviceConfig>& configs, bool isCandidate) = 0;
     // Stores a configuration and sets networkId to the new configuration's id.
     virtual int32_t AddDeviceConfig(const WifiDeviceConfig& config, int& networkId, bool isCandidate) = 0;
@@ -30,9 +30,8 @@ public:
     virtual int32_t ConnectToDevice(const WifiDeviceConfig& config) = 0;
 
     virtual WifiLinkInfo GetLinkInfo() = 0;
-    // Blocks until the link info differs from known in state or attempt, at most for limit. Returns the current link
-    // info.
-    // known: the link info that the caller has already.
+    // Blocks while the state and the attempt number are equal to those in known. Returns the current link info. limit:
+    // the longest time to block.
     virtual WifiLinkInfo WaitForChange(const WifiLinkInfo& known, std::chrono::milliseconds limit) = 0;
 };
 

@@ -1,7 +1,7 @@
-// WifiHotspot: controls this device's access point (ability 1121). Each backend implements it. Any thread. Every call
-// except DisableHotspot returns within its budget (wifi_budgets.h). A call that reaches its budget fails and undoes
-// what it has begun, if necessary after it has returned. DisableHotspot may take 10 s; it has no budget, because no
-// request calls it. Results: a WifiResult or the radio's own code.
+// WifiHotspot: controls this device's access point (ability 1121). Each backend implements it. Thread-safe. Every call
+// except DisableHotspot returns within its budget (wifi_budgets.h). A call that reaches its budget fails. What it has
+// begun is undone, possibly after the call has returned. DisableHotspot may take 10 s. Results: a WifiResult or the
+// radio's own code.
 #pragma once
 
 #include <cstdint>

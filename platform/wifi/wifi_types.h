@@ -57,7 +57,7 @@ struct WifiDeviceConfig {
     std::string keyMgmt;
 };
 
-// The state of this device's Wi-Fi connection, for callers that wait for it.
+// The state of this device's Wi-Fi connection, for callers that wait for a change.
 enum class WifiLinkState : int32_t { IDLE = 0, CONNECTING = 1, CONNECTED = 2, FAILED = 3, DISCONNECTED = 4 };
 
 struct WifiLinkInfo {

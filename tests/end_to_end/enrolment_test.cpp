@@ -87,7 +87,7 @@ TEST(EnrolmentTest, DamagedEnrolmentIsReportedAndUsedOnceRepaired)
         EXPECT_EQ(phone.Stop(), 0);
         fs::remove(phone.Identity() / "other");
         // Now stop the daemon as soon as the link is up. The daemon may then still be registering the abilities that
-        // use the link. It must withdraw its announcement.
+        // use the link. The daemon must nevertheless withdraw its announcement.
         row.damage();
         phone.Start();
         row.mend();

@@ -1,6 +1,6 @@
-// The failure table. Each row makes something go wrong between devices. It states the code that the caller gets, the
-// events that are written and the error lines of the logs. After each row, the next request to the same daemons must
-// succeed.
+// The failure table. Each row makes something go wrong between devices. The row states the code that the caller gets,
+// the events that are written and the error lines of the logs. After each row, the next request to the same daemons
+// must succeed.
 
 #include <fnmatch.h>
 #include <gtest/gtest.h>
@@ -101,9 +101,9 @@ struct Row {
     const char* name;
     Act act;
     Outcome outcome;
-    // The member where says how the member what is used. If where names a device, this device starts with the setting
-    // what, such as "screen=off". If where is "policy", the laptop uses the access policy what. If where is "product",
-    // the laptop uses no shipped files.
+    // The value of `where` says what `what` is. If `where` names a device, `what` is a setting with which this device
+    // starts, such as "screen=off". If `where` is "policy", `what` is the access policy of the laptop. If `where` is
+    // "product", the laptop uses no shipped files.
     const char* where = "";
     const char* what = "";
 };

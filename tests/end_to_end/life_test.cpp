@@ -100,7 +100,7 @@ TEST(OpenRequestTest, SigtermEndsDaemonInTimeAndSecondOneAtOnce)
         auto told = std::chrono::steady_clock::now();
         laptop.Daemon().Signal(SIGTERM);
         if (isTwice) {
-            // The daemon first removes its socket. After that, a second signal ends the daemon at once.
+            // As soon as the daemon has removed its socket, a second signal ends the daemon at once.
             ASSERT_TRUE(Eventually([&] { return !std::filesystem::exists(laptop.Socket()); }));
             told = std::chrono::steady_clock::now();
             laptop.Daemon().Signal(SIGTERM);

@@ -23,7 +23,7 @@ struct FakeDevice {
     bool releases = true;
     Host::DeviceFacts facts;
     int32_t serviceCode = 0;
-    SoftBus::PeerRefusal refusal = SoftBus::PeerRefusal::NONE;  // what its policy answers
+    SoftBus::PeerRefusal refusal = SoftBus::PeerRefusal::NONE;  // the answer of the device's policy
     std::string joinFailure;                                    // a JoinFailure; empty: joining succeeds
     Network::OnlineVerdict verdict = Network::OnlineVerdict::ONLINE;
 };

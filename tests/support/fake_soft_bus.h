@@ -1,6 +1,6 @@
-// FakeSoftBus: a fake of the soft bus (ability 4700). It records each call of the service in a trail: "open <server of
-// this device>|<server of the peer>|<network id>", "send 7 bytes" or "close 7", where 7 is the session id. It runs
-// callbacks on its own threads.
+// FakeSoftBus: a fake of the soft bus (ability 4700). A trail records the calls of OpenSession, SendBytes and
+// CloseSession as "open <server of this device>|<server of the peer>|<network id>", "send <session id> <bytes>" and
+// "close <session id>". The fake runs callbacks on its own threads.
 #pragma once
 
 #include <functional>

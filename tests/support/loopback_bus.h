@@ -17,7 +17,7 @@ class LoopbackBus : public FakeSoftBus {
 public:
     inline static const std::string PEER = std::string(64, 'a');
 
-    std::atomic<int> lastMute{0};  // bytes are lost in sessions whose id is not greater
+    std::atomic<int> lastMute{0};  // bytes are lost in sessions with an id up to this value
     std::atomic<int> openings{0};
 
     int OpenSession(const std::string&, const std::string&, const std::string& networkId,

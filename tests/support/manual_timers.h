@@ -27,7 +27,7 @@ public:
                         std::chrono::duration_cast<WallTime::duration>(now_.time_since_epoch()));
     }
 
-    // Advances the clock. Whenever work becomes due on the way, stops the clock and runs this work.
+    // Advances the clock step by step. At each due time, the clock stands still while the work that is due runs.
     void Advance(std::chrono::microseconds by) EXCLUDES(mutex_)
     {
         MutexLock lock(mutex_);

@@ -1,4 +1,4 @@
-// Formats amounts of data, and the facts that devices report about themselves, for a person. Pure functions; any
+// Formats amounts of data, and the DeviceFacts that devices report about themselves, for a person. Pure functions; any
 // thread.
 #pragma once
 
@@ -13,7 +13,8 @@ namespace Vexo::Ctl {
 // Returns text such as "4G, battery 64 %", "no internet: mobile data is off" or "does not allow this device". If the
 // facts are older than 10 minutes, adds their age. facts: its texts must be printable (printable.h).
 std::string FactsText(const Host::DeviceFacts& facts, WallTime now);
-// Returns the facts of a device that provides the internet connection of this device: "battery 64 %, 4G". May be empty.
+// Returns a text for the DeviceFacts of a device that provides the internet connection of this device: "battery 64 %,
+// 4G". May be empty.
 std::string UseText(const Host::DeviceFacts& facts);
 
 // Returns an amount of data: "0.3 MB", "212 MB", "1.9 GB". 1 MB is 10^6 bytes, and 1 GB is 10^9 bytes.

@@ -67,7 +67,7 @@ int WithMember(const GlobalOptions& options, Output& output, const std::string& 
 
 std::string RemovalQuestion(const Host::MemberList& list, const Host::AccountMember& member, bool announcesNewKeyOnly)
 {
-    const size_t others = list.members.size() - 2;  // not counted: this device and the removed device
+    const size_t others = list.members.size() - 2;  // all members except this device and the removed device
     const std::string atContact = others == 0   ? ""
                                   : others == 1 ? ", by the other one at its next contact"
                                                 : ", by the other " + std::to_string(others) + " at their next contact";

@@ -82,7 +82,7 @@ std::string InfoLine(const cJSON* item)
     return Column(label, 24) + text;
 }
 
-// Converts a list of devices to JSON and adds to each device the facts about it.
+// Converts a list of devices to JSON and adds its DeviceFacts to each device.
 Json DevicesWithFacts(const Host::DeviceList& list, const std::vector<Host::DeviceFacts>& facts)
 {
     Json details = Host::ToJson(list);

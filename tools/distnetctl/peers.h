@@ -1,6 +1,6 @@
-// Formats the other devices of the account. Also finds a device by its name, its network id, the first characters of
-// either, or the short form of the network id. Stateless functions; any thread. Only FindPeer blocks, because it waits
-// for answers of the daemon.
+// Formats the other devices of the account. Also finds a device by its name, by its network id, by the first characters
+// of the name or the id, or by the short form of the id. Stateless functions; any thread. Only FindPeer blocks, because
+// it waits for answers of the daemon.
 #pragma once
 
 #include <functional>
@@ -49,10 +49,10 @@ std::string LastSeenText(const Peer& peer);
 std::string PeerHeading(size_t nameWidth);
 std::string PeerLine(const Peer& peer, size_t nameWidth);
 inline constexpr size_t PEER_COLUMNS_WIDTH = 42;
-// Returns the lines of the list of devices. The last column shows TransportText. The facts of a device, if any, follow
-// below its line. Long names are cut to keep lines within 80 columns, but not to less than MIN_NAME_WIDTH.
+// Returns the lines of the list of devices. The last column shows TransportText. The DeviceFacts of a device, if any,
+// follow below its line. Long names are cut to keep lines within 80 columns, but not to less than MIN_NAME_WIDTH.
 std::vector<std::string> PeerTable(const std::vector<Peer>& peers, const std::vector<Host::DeviceFacts>& facts = {});
-// Returns the facts of the device with this network id, or null if there are none.
+// Returns the DeviceFacts of the device with the given network id, or null if there are none.
 const Host::DeviceFacts* FactsOf(const std::string& networkId, const std::vector<Host::DeviceFacts>& facts);
 inline constexpr size_t MIN_NAME_WIDTH = 12;
 // Returns the transport and the address that are tried first to reach the device: "LAN 192.0.2.7:11630", "Bluetooth".

@@ -1,5 +1,5 @@
-// Formats for a person which devices use the network of this device, and which devices are allowed to use it. The texts
-// in all arguments must be printable (printable.h). Pure functions; any thread.
+// Makes texts for a person that say which devices use the network of this device, and which devices may use it. The
+// texts in all arguments must be printable (printable.h). Pure functions; any thread.
 #pragma once
 
 #include <string>

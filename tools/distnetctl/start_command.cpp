@@ -1,5 +1,5 @@
-// The command `start`: gets this device online through one device. The daemon makes an attempt and undoes it if it
-// fails. With --no-wait, the command only sends a request to the service, and nothing is undone.
+// The command `start`: gets this device online through one device. The daemon makes an attempt, and undoes a failed
+// attempt. With --no-wait, the command only sends a request to the service, and nothing is undone.
 #include <algorithm>
 #include <chrono>
 #include <optional>

@@ -87,8 +87,8 @@ std::optional<Interval> LastEndedOf(const std::vector<NamedSpan>& spans, std::st
 }
 
 // Finds the parts of the collaboration step. The daemon may have tried several addresses at the same time. The
-// handshake that ended last is the successful one. Its connection is the last connection that was made before it. If
-// the peer could not be woken, there may be no handshake or no connection.
+// handshake that ended last is the successful one. The connection of this handshake is the last one that was made
+// before the handshake. If the peer could not be woken, there may be no handshake or no connection.
 void FindConnection(const std::vector<NamedSpan>& spans, Timing& timing)
 {
     const Interval& within = *timing.collaboration;

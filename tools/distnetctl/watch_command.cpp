@@ -138,7 +138,8 @@ int RunWatch(const GlobalOptions& options, Output& output, std::chrono::millisec
 {
     const bool live = output.IsTerminal() && !output.IsJson();
     Wakeup wakeup(live);
-    // The live picture also shows events that occurred before the start. Without it, only new events are printed.
+    // The live picture also shows events that occurred before the start. Without the live picture, only new events are
+    // printed.
     WatchSource source(options.socket, std::min(options.Timeout(), LOOK_LIMIT),
                        live ? WallTime() : std::chrono::floor<std::chrono::milliseconds>(Clock::System().WallNow()));
     const Snapshot last =

@@ -18,7 +18,7 @@ using Style = ScreenLine::Style;
 
 constexpr size_t ROOMY_ROWS = 20;  // a smaller screen leaves out values that rarely change
 constexpr size_t NAME_WIDTH = 20;  // the width of a peer's name
-constexpr size_t PEER_ROW_WIDTH = NAME_WIDTH + PEER_COLUMNS_WIDTH;  // on narrower screens: only name and state
+constexpr size_t PEER_ROW_WIDTH = NAME_WIDTH + PEER_COLUMNS_WIDTH;  // narrower screens show only name and state
 constexpr const char* AWAY = "away";
 constexpr size_t MAX_VALUE_BYTES = 200;  // the maximum length of the value of an event parameter
 

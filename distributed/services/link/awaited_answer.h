@@ -1,7 +1,7 @@
 // AwaitedAnswer: decides which answer to a start-hotspot request is accepted. Every device of the account can send an
-// answer over its own session. Only the first answer on the session of the waiting request is accepted. Any thread may
-// call it. soft_bus_adapter.h and collaboration.h have one AwaitedAnswer each. Reason:
-// docs/decisions/0001-late-answers.md.
+// answer over its own session. AwaitedAnswer accepts only the first answer, and only on the session over which the
+// waiting request was sent. Any thread may call the class. soft_bus_adapter.h and collaboration.h have one
+// AwaitedAnswer each. Reason: docs/decisions/0001-late-answers.md.
 #pragma once
 
 #include <chrono>
@@ -33,8 +33,8 @@ public:
         const MutexLock lock_;
     };
 
-    // WaitForResult must be called on the thread that created the Request. Blocks until the result of this request is
-    // posted. Returns no value if no result was posted within the given time.
+    // Must be called on the thread that created the Request. Blocks until the result of this request is posted. Returns
+    // no value if no result was posted in time. limit: the longest time to block.
     std::optional<int32_t> WaitForResult(std::chrono::milliseconds limit) REQUIRES(hotspotMutex_);
 
     // Claim must be called when an answer has arrived on the session. Returns true if a request waits on this session
@@ -42,9 +42,9 @@ public:
     // (logged) for every other answer. The caller must ignore such an answer.
     bool Claim(int sessionId) EXCLUDES(hotspotMutex_);
 
-    // Calls the function end, which must close the session, while hotspotMutex_ is held. Then gives the result to the
-    // request that waits on the session. If the request that claimed the answer has ended, drops the result. In that
-    // case the session is closed only if no newer request waits on the same session.
+    // Holds hotspotMutex_, calls end, and gives the result to the request that waits on the session. end: closes the
+    // session. If the request that claimed the answer has ended already, the result is dropped. In that case end is
+    // called only if no newer request waits on the same session.
     void Post(int sessionId, int32_t result, const std::function<void()>& end) EXCLUDES(hotspotMutex_);
 
 private:
@@ -57,7 +57,7 @@ private:
     int sessionId_ GUARDED_BY(hotspotMutex_) = 0;  // the session of the current request
     bool isHotspotResultReady_ GUARDED_BY(hotspotMutex_) = false;
     int32_t hotspotResult_ GUARDED_BY(hotspotMutex_) = 0;
-    // The sessions on which an answer was claimed, but its request ended before the result was posted.
+    // Sessions on which an answer was claimed, but the request ended before Post was called.
     std::set<int> handledTooLong_ GUARDED_BY(hotspotMutex_);
 };
 

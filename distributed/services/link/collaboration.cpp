@@ -61,7 +61,7 @@ void Collaboration::InitCollaboration()
         return;
     }
     {
-        // Removes the entries of collaborations that their peers have stopped. Only this code removes such entries.
+        // When a peer stops a collaboration, its entry is removed only here.
         const MutexLock lock(readyEntriesMutex_);
         std::erase_if(receiverReady_, [&](const auto& entry) {
             return ready.count(entry.first) != 0 &&

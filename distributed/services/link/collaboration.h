@@ -1,9 +1,9 @@
 // Collaboration: runs the hotspot exchange over the collaboration framework's data channel
 // (platform/collaboration/collaboration_ability.h) instead of a soft bus session. It starts and stops collaborations. A
-// request first waits until the peer's receiver is ready, and then for the answer. The framework calls
-// CollaborationCallback on its own threads. Received messages go to collaboration_listener.h. Any thread may call the
-// class. Lock order: receiverMutex_, the locks of hotspotAnswer_, readyEntriesMutex_. Result codes:
-// utils/distnet_errors.h and the codes of the framework.
+// request first waits until the peer has registered its data callback (its receiver is ready). Then the request waits
+// for the answer. The framework calls CollaborationCallback on its own threads. Received messages go to
+// collaboration_listener.h. Any thread may call the class. Lock order: receiverMutex_, the locks of hotspotAnswer_,
+// readyEntriesMutex_. Result codes: utils/distnet_errors.h and the codes of the framework.
 #pragma once
 
 #include <chrono>

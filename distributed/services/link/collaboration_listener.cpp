@@ -28,7 +28,7 @@ CollaborationListener::~CollaborationListener()
 
 void CollaborationListener::InitHandleMessageMap()
 {
-    // The log line names CollaborationCallback, although this is another class.
+    // This log text names CollaborationCallback, but CollaborationListener writes it.
     NETMGR_EXT_LOGI(" CollaborationCallback::InitHandleMessageMap");
     std::call_once(mapOnce_, [this] {
         handleMessageMap_ = {
@@ -115,7 +115,7 @@ void CollaborationListener::HandleMessageStartHotSpotResponse(int sessionId, uns
         NETMGR_EXT_LOGE(" ParseStartHotspotResponseMessage error: %{public}d", result);
     } else {
         NETMGR_EXT_LOGI(" HandleMessageStartHotSpotResponse AddDeviceConfig start");
-        // The waiting request receives the result of parsing. If joining the hotspot fails, that is only logged.
+        // The waiting request receives the result of parsing. A failure to join the hotspot is only logged.
         (void)JoinHotspot(config);
     }
     collaboration.StopCollaborationCondition(sessionId, result);

@@ -3,9 +3,8 @@
 // - If a Wi-Fi call of the serving device fails, a CollaborationListener sends the code of this call to the peer.
 // - On the requesting device, a CollaborationListener posts success if the answer was parsed without error, also if
 // joining the hotspot fails.
-// - A CollaborationListener has no handlers for hello messages.
-// The framework's threads call it concurrently. Each handler runs to its end on the calling thread. Message layouts:
-// link_message.h.
+// - A CollaborationListener has no handlers for hello messages. The framework's threads call this class concurrently.
+// Each handler runs to its end on the calling thread. Message layouts: link_message.h.
 #pragma once
 
 #include <atomic>
@@ -39,9 +38,9 @@ public:
     // Opens the hotspot and sends the answer. If this device has no hotspot service, sends nothing, and the request of
     // the peer times out.
     void HandleMessageStartHotSpot(int sessionId, unsigned char* data, unsigned int len);
-    // Adds the received Wi-Fi configuration, connects, and posts the result of parsing. This result is 0 also if
-    // connecting fails. Ignores an answer for which no request of this device waits. Stops the collaboration in both
-    // cases.
+    // Adds the received Wi-Fi configuration, connects, and posts the result of parsing the answer. A failure to connect
+    // does not change this result. If no request of this device waits for the answer, ignores the answer. Stops the
+    // collaboration in every case.
     void HandleMessageStartHotSpotResponse(int sessionId, unsigned char* data, unsigned int len);
     void HandleMessageUnknown(int sessionId, unsigned char* data, unsigned int len);
 

@@ -1,8 +1,8 @@
 // DataListener: receives every message that arrives on a soft bus session, and plays both roles of the hotspot
 // exchange. The serving device opens its hotspot and answers with the SSID, the key and the security type. The
 // requesting device adds the answer as a Wi-Fi configuration, connects, and posts the result to the waiting request
-// (soft_bus_adapter.h). The soft bus's threads call it concurrently for different sessions. Each handler runs to its
-// end on the calling thread. Message layouts: link_message.h.
+// (soft_bus_adapter.h). The soft bus's threads call this class concurrently for different sessions. Each handler runs
+// to its end on the calling thread. Message layouts: link_message.h.
 #pragma once
 
 #include <atomic>
@@ -43,14 +43,14 @@ public:
     // Opens the hotspot and sends the answer. If this device has no hotspot service, sends nothing, and the request of
     // the peer times out.
     void HandleMessageStartHotSpot(int sessionId, unsigned char* data, unsigned int len);
-    // Adds the received Wi-Fi configuration, connects, and posts 0 or the code of the failure. Ignores an answer for
-    // which no request of this device waits. Closes the session in both cases.
+    // Adds the received Wi-Fi configuration, connects, and posts 0 or the code of the failure. If no request of this
+    // device waits for the answer, ignores the answer. Closes the session in every case.
     void HandleMessageStartHotSpotResponse(int sessionId, unsigned char* data, unsigned int len);
     void HandleMessageUnknown(int sessionId, unsigned char* data, unsigned int len);
     void HandleMessageUnknownResponse(int sessionId, unsigned char* data, unsigned int len);
 
-    // Sends the failure answer, sets message to its text, and closes the session. Takes ownership of json and deletes
-    // it. The parameter data is not used.
+    // Sends the failure answer, sets message to the text of this answer, and closes the session. Takes ownership of
+    // json and deletes it. The parameter data is not used.
     void HandlerSendStartMessage(int sessionId, cJSON* json, std::string& message, char* data);
     // Fills json with the success answer for the given hotspot configuration and sends it. Sets message to the text of
     // the answer, and result to the code of sending. The caller still owns json. The parameter data is not used.

@@ -38,7 +38,6 @@ int32_t DeviceManagerAdapter::GetTrustedDeviceList(std::vector<DmDeviceInfo>& de
 {
     DeviceManager::GetInstance().GetTrustedDeviceList(PKG_NAME, "", deviceList);
     for (const DmDeviceInfo& device : deviceList) {
-        // The network id in this log line is masked, but the device id is not.
         NETMGR_EXT_LOGI(
             " DeviceManagerAdapter::GetTrustedDeviceList deviceId:%{public}s, networkId:%{public}s,"
             "deviceName:%{public}s, deviceTypeId:%{public}d",

@@ -1,5 +1,5 @@
-// DeviceManagerAdapter: the service's access to the device manager (platform/device_manager/device_manager.h). It has
-// no state, and any thread may call it. No call blocks, because the device manager answers from memory.
+// DeviceManagerAdapter: the service's access to the device manager (platform/device_manager/device_manager.h).
+// Stateless and thread-safe. No call blocks, because the device manager answers from memory.
 #pragma once
 
 #include <atomic>
@@ -25,7 +25,7 @@ class DeviceManagerAdapter : public NoCopyable {
 public:
     static std::shared_ptr<DeviceManagerAdapter> GetInstance();
 
-    // Registers this service with the device manager. It may be called again. Returns the device manager's code.
+    // Registers this service with the device manager. Init may be called again. Returns the device manager's code.
     int32_t Init();
     // Fills deviceList with the trusted devices that are online. If the query fails, the list is empty. Always returns
     // 0.

@@ -51,7 +51,7 @@ PreparedAnswer PrepareAnswer()
         return answer;
     }
     answer.json = std::move(json);
-    // The configuration is available as soon as the hotspot is enabled, so this does not wait until the radio is on.
+    // The configuration can be read before the radio is on, so PrepareAnswer does not wait for the radio.
     answer.result = OpenHotspot(*hotspot, answer.config);
     return answer;
 }

@@ -17,9 +17,8 @@ struct PreparedAnswer {
     Wifi::HotspotConfig config;
 };
 
-// The serving device calls PrepareAnswer. The function opens the hotspot of this device if the hotspot is closed, and
-// reads the hotspot's configuration. In the returned answer, json is null if memory is short or this device has no
-// hotspot service.
+// The serving device calls PrepareAnswer. Opens the hotspot of this device if it is closed, and reads the hotspot's
+// configuration. If memory is short or this device has no hotspot service, PreparedAnswer::json is null.
 PreparedAnswer PrepareAnswer();
 // PrintSuccessAnswer and PrintFailureAnswer add the members of an answer to json and return its text.
 std::string PrintSuccessAnswer(cJSON* json, const Wifi::HotspotConfig& config);

@@ -1,5 +1,5 @@
 // The messages between two devices. Byte 0 of a message is its type, which decides the layout of the other bytes. The
-// messages are plain structs, and each object is used on one thread. They travel over soft bus sessions
+// messages are plain structs, and each object is used on one thread. Messages are sent over soft bus sessions
 // (soft_bus_adapter.h, data_listener.h) and over collaborations (collaboration.h, collaboration_listener.h).
 #pragma once
 
@@ -52,8 +52,8 @@ struct MessageTlvStartHotspotRequest {
     MessageBytes getBytes() const;
 };
 
-// These values appear in the log line about a sent response. The member length is not the length field of the frame: it
-// is 2 for a session, and the size of the whole frame for a collaboration.
+// The values that the log line about a sent response shows. length is not the length field of the frame: a session sets
+// it to 2, and a collaboration sets it to the size of the whole frame.
 struct MessageTlvStartHotspotResponse {
     uint8_t type = MESSAGE_TYPE_START_HOTSPOT_RESPONSE;
     uint32_t length = 2;

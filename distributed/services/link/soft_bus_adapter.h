@@ -1,6 +1,6 @@
 // SoftBusAdapter: the service's soft bus sessions (platform/softbus/session.h). It creates the session server, opens
 // sessions and waits until they are open, and sends link messages (link_message.h). It also makes a request wait for
-// the peer's answer. Any thread may call it. The soft bus calls back on its own threads. Received bytes go to
+// the peer's answer. Any thread may call the class. The soft bus calls back on its own threads. Received bytes go to
 // data_listener.h. Result codes: utils/distnet_errors.h.
 #pragma once
 
@@ -47,8 +47,7 @@ public:
     SoftBusAdapter();
     ~SoftBusAdapter();
 
-    // CreateSoftBusSessionServer and RemoveSoftBusSessionServer create and remove the session server SESSION_NAME. They
-    // return 0 or DISTNET_ERR_SESSION_SERVER.
+    // Both functions work on the session server SESSION_NAME. They return 0 or DISTNET_ERR_SESSION_SERVER.
     int32_t CreateSoftBusSessionServer();
     int32_t RemoveSoftBusSessionServer();
 
@@ -61,19 +60,18 @@ public:
     // Closes the session. Does not block. Always returns 0.
     int32_t CloseSoftBusSession(int sessionId);
 
-    // Registers a wait for the result of opening the session, and blocks until this result is delivered, for at most
-    // SESSION_OPEN_WAIT. Returns true if the session was opened. Returns false at once if a wait for this session is
-    // already registered.
+    // Blocks until SetPending delivers the result of opening the session, for at most SESSION_OPEN_WAIT. Returns true
+    // if the session was opened. Returns false at once if another thread already waits for this session.
     bool StartPending(int sessionId);
-    // Delivers the result of opening the session. If no wait is registered yet, the result is lost, and a later
-    // StartPending times out.
+    // Delivers the result of opening the session. If no thread waits for this session yet, the result is lost, and a
+    // later StartPending times out.
     void SetPending(int sessionId, int result);
-    // Removes the wait that StartPending has registered.
+    // Removes the entry that StartPending has added for the session.
     void StopPending(int sessionId);
 
     // SendSoftBusBytes, SendSoftBusStr and SendHelloMessage queue bytes on a session and do not block. They return 0 or
-    // DISTNET_ERR_SEND. SendSoftBusStr also sends the terminating NUL. If the soft bus refuses these bytes,
-    // SendSoftBusStr returns the code of the soft bus.
+    // DISTNET_ERR_SEND. SendSoftBusStr also sends the terminating NUL. If the soft bus refuses the bytes,
+    // SendSoftBusStr returns the soft bus's code instead.
     int32_t SendSoftBusBytes(int sessionId, const void* data, int len);
     int32_t SendSoftBusStr(int sessionId, std::string& msg);
     int32_t SendHelloMessage(int sessionId);

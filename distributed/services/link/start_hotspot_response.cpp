@@ -79,15 +79,13 @@ int32_t ParseStartHotspotResponse(const unsigned char* data, unsigned int len, W
         NETMGR_EXT_LOGE(" memcpy data fail size:%{public}d", static_cast<int32_t>(declared));
         return DISTNET_ERR_MESSAGE_COPY;
     }
-    // The peer may declare more bytes than it sends. Missing bytes would be zero bytes, which end a JSON text, so they
-    // need no memory.
+    // The peer may declare more bytes than it sends. The missing bytes count as zero bytes, and a zero byte ends a JSON
+    // text. So only the received bytes are parsed.
     const Json json = ParseJson({reinterpret_cast<const char*>(data + HEADER_SIZE), received});
     if (!json) {
         NETMGR_EXT_LOGE(" json parse error");
         return DISTNET_ERR_MESSAGE_JSON;
     }
-    // cJSON truncates the number toward zero for valueint. A number outside the range of int becomes the largest or
-    // smallest int.
     if (const cJSON* res = NumberOf(json.get(), "RES"); res != nullptr && res->valueint != 0) {
         NETMGR_EXT_LOGE(" info[res] not success");
         return res->valueint;

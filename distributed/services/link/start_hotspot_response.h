@@ -23,8 +23,8 @@ int32_t FrameStartHotspotResponse(const std::string& message, ResponseFrame& fra
 
 // Parses a frame of len bytes into config. If a JSON key is missing or its value has the wrong type, its field in
 // config is not changed. Returns 0; DISTNET_ERR_INVALID_FRAME if the frame is too short; DISTNET_ERR_MESSAGE_COPY if
-// its length field is 0 or smaller than the received text; DISTNET_ERR_MESSAGE_JSON if the text is not JSON; or the
-// peer's "RES" value if this value is not 0.
+// the frame's length field is 0 or smaller than the received text; DISTNET_ERR_MESSAGE_JSON if the text is not JSON; or
+// the peer's "RES" value if this value is not 0.
 int32_t ParseStartHotspotResponse(const unsigned char* data, unsigned int len, Wifi::WifiDeviceConfig& config);
 
 }  // namespace Vexo::NetManagerStandard

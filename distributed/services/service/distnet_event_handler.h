@@ -17,7 +17,7 @@ inline constexpr uint32_t EVENT_STOP_DISTRIBUTED_NETWORK = 3;
 
 class DistNetEventHandler : public AppExecFwk::EventHandler {
 public:
-    // The pointer to the service may be null. The handler then ignores every event.
+    // service: may be null; the handler then ignores every event.
     DistNetEventHandler(const std::shared_ptr<AppExecFwk::EventRunner>& runner, DistNetService* service);
 
     // Ignores a null event and an event with an unknown id.

@@ -14,8 +14,7 @@ const bool isRegisteredToLocalSa = SystemAbility::MakeAndRegisterAbility(&DistNe
 
 DistNetService::DistNetService() : SystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, true)
 {
-    // The object is not on the heap, so it must never be deleted. This reference is never released, so no other release
-    // is the last one.
+    // The object is not on the heap, so it must never be deleted. IncStrongRef adds a reference that is never released.
     IncStrongRef();
 }
 

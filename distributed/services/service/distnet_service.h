@@ -1,8 +1,8 @@
 // DistNetService: ability 1163, the service itself. The process has one object of this class, which is never destroyed.
-// It registers itself when the library is loaded. The host calls OnStart and OnStop. Requests arrive on IPC worker
-// threads through distnet_service_stub.h. Each operation runs the function of its name with the ending Async on the
-// task runtime, and blocks until this function returns. Result codes: distnet_errors.h. Files: distnet_service.cpp
-// (life cycle), distnet_service_network.cpp (start and stop), distnet_service_query.cpp (queries).
+// This object registers itself when the library is loaded. The host calls OnStart and OnStop. Requests arrive on IPC
+// worker threads through distnet_service_stub.h. For each operation X there is a function XAsync. The operation runs
+// XAsync on the task runtime and blocks until XAsync returns. Result codes: distnet_errors.h. Files:
+// distnet_service.cpp (life cycle), distnet_service_network.cpp (start and stop), distnet_service_query.cpp (queries).
 #pragma once
 
 #include <atomic>
@@ -69,8 +69,8 @@ public:
     // running; DISTNET_ERR_NO_DEVICE if the list is empty.
     int32_t GetAvailableDeviceList(std::vector<DmDeviceInfo>& deviceList) override;
     int32_t GetAvailableDeviceListAsync(std::vector<DmDeviceInfo>& deviceList);
-    // Sets result to a JSON object with a member for each known item. If the value of an item is not available, the
-    // value is empty or false. For some items, a fault event reports this failure. Blocks for at most twice
+    // Sets result to a JSON object with a member for each known item. If the value of an item cannot be read, the
+    // member is empty or false. For some items, a fault event reports the failure. Blocks for at most twice
     // RADIO_STATE_WAIT. Returns 0, or DISTNET_ERR_GENERAL if the service is not running.
     int32_t GetRemoteDeviceInfo(std::vector<std::string> items, std::string& result) override;
     int32_t GetRemoteDeviceInfoAsync(std::vector<std::string> items, std::string& result);
@@ -92,7 +92,7 @@ public:
     // Runs when EVENT_STOP_DISTRIBUTED_NETWORK (distnet_event_handler.h) arrives. Releases the network path.
     void HandleStopDistributedNetwork();
 
-    // Logs the error code and the text msg, and returns 0. Ignores the third argument.
+    // Logs the code and the message, and returns 0. Ignores the third argument.
     int32_t ReportError(int32_t code, const std::string& msg, bool);
     // Returns the message for the event about a failed hotspot exchange, and sets eventCode to the code for this event.
     // For HOTSPOT_FAIL_PEER (the peer could not open its hotspot), the message contains "save wlan error".
@@ -114,8 +114,8 @@ private:
     std::shared_ptr<ConvergedDecisionManager> DecisionManager();
     // Writes the system event about a hotspot exchange that failed on the session. Returns DISTNET_ERR_LINK.
     int32_t ReportHotspotFailure(EventInfo& info, int32_t sessionId, int32_t result);
-    // Runs the function body on the task runtime and blocks until it returns. Returns the result of the function, or
-    // DISTNET_ERR_GENERAL if the runtime did not run it.
+    // Runs body on the task runtime and blocks until body returns. Returns the result of body, or DISTNET_ERR_GENERAL
+    // if the runtime did not run body.
     static int32_t RunSynchronously(const std::function<int32_t()>& body);
 
     std::atomic<bool> isInitialized_{false};

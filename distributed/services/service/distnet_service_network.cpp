@@ -47,7 +47,7 @@ int32_t WakePeer(const std::string& networkId)
 int32_t DistNetService::StartDistributedNetwork(int32_t first, int32_t second, const std::string& networkId)
 {
     if (runningState_ != STATE_RUNNING || !DeviceManager::GetInstance().IsSameAccount(networkId)) {
-        // The log line is also written if the service is not running.
+        // IsSameAccount is not the only cause: this line is also written if the service is not running.
         NETMGR_EXT_LOGE(" IsSameAccount verify failed.");
         return DISTNET_ERR_GENERAL;
     }

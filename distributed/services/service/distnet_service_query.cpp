@@ -42,7 +42,8 @@ constexpr std::array<CapabilityItem, 3> CAPABILITY_ITEMS{{
      [] { NETMGR_EXT_LOGE(" GetHotspotName fail"); }},
 }};
 
-// Adds a member without a value for one item to root. The object root owns the member. Returns null if memory is short.
+// Adds a member for one item to root. The member has no value yet. The object root owns the member. Returns null if
+// memory is short.
 cJSON* AddItem(cJSON* root, const char* name, const char* valueType)
 {
     Json item = NewObject();
@@ -132,8 +133,7 @@ bool ReadFirstBssid(std::string& bssid)
     return true;
 }
 
-// Adds a member with the text that the function read returns. If this function fails, adds a member with an empty
-// string.
+// Adds a text member to root. read: returns the text. If read fails, the member is an empty string.
 int32_t AddTextItem(cJSON* root, const char* name, bool (*read)(std::string& text))
 {
     cJSON* item = AddItem(root, name, "string");
@@ -239,7 +239,7 @@ bool DistNetService::IsRadioOn(int32_t slotId)
 {
     const auto callback = MakeSptr<GetRadioStateCallback>(this);
     const MutexLock lock(radioMutex_);
-    // An answer to an earlier query that timed out may have arrived since. It must not count.
+    // The answer to an earlier query may have arrived after that query timed out. Such an answer is discarded here.
     isRadioStateReceived_ = false;
     const int32_t ret = CoreServiceClient::GetInstance().GetRadioState(slotId, callback);
     if (ret != Telephony::TELEPHONY_OK) {

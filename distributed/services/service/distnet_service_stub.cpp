@@ -170,7 +170,7 @@ int32_t DistNetServiceStub::OngetAvailableDeviceList(MessageParcel&, MessageParc
     if (!reply.WriteInt32(result)) {
         return DISTNET_ERR_WRITE_REPLY;
     }
-    // The reply contains the list after the result, also if the result is an error.
+    // The list is written after the result, also if the result is an error.
     const int32_t ret = DmDeviceInfoMarshalling(reply, deviceList);
     if (ret != DISTNET_SUCCESS) {
         NETMGR_EXT_LOGE(" OngetAvailableDeviceList DmDeviceInfoMarshalling fail");

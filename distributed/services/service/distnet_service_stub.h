@@ -1,8 +1,8 @@
 // DistNetServiceStub: the receiving side of IDistNetService. For each request, it first checks the interface token, the
-// caller's system-app flag and the caller's permission. Then it adds the caller's process to the set of clients; a
-// release request removes the process. Then it reads the arguments, calls the operation and writes the reply. It runs
-// on IPC worker threads and handles several requests at once. Parcel layouts: docs/ipc.md. Operations:
-// distnet_service.h. Codes: distnet_errors.h.
+// caller's system-app flag and the caller's permission. Then it adds the caller's process to the set of clients. (A
+// release request removes the process from the set.) Then it reads the arguments, calls the operation and writes the
+// reply. The stub runs on IPC worker threads and handles several requests at once. Parcel layouts: docs/ipc.md.
+// Operations: distnet_service.h. Codes: distnet_errors.h.
 #pragma once
 
 #include <cstdint>
@@ -26,13 +26,13 @@ public:
     int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
 
 protected:
-    // Returns true if a process has sent a request and has not released the service after that.
+    // Returns true if at least one process has sent a request and has not sent a release request since then.
     bool HasClients();
 
 private:
     struct PermissionAndUid {
         std::set<std::string> permissions;
-        std::set<uint32_t> uids;  // the service does not check these
+        std::set<uint32_t> uids;  // never read
     };
     using RequestHandler = int32_t (DistNetServiceStub::*)(MessageParcel& data, MessageParcel& reply);
 

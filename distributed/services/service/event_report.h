@@ -17,8 +17,8 @@ struct EventInfo {
 
 class EventReport {
 public:
-    // The following three events belong to the domain NETMANAGER_UE. All of them are behaviour events, also the event
-    // of a failed start. The comment beside each function lists the parameters of its event.
+    // The following three events belong to the domain NETMANAGER_UE. All three are behaviour events, also the event
+    // about a failed start. The comment beside each function lists the parameters of its event.
     static void SendStartDistNetworkBehaviorEvent(const EventInfo& info);  // DEVICE_ID
     static void SendStartDistNetworkSuccessEvent(const EventInfo& info);   // DEVICE_ID
     static void SendStartDistNetworkFailEvent(const EventInfo& info);  // DEVICE_ID, SESSION_ID, ERROR_TYPE, ERROR_MSG

@@ -13,7 +13,7 @@ public:
     static void StartSyncQuTrace(const std::string& value);
     // Finishes the innermost span of this thread. The parameter value is only logged.
     static void FinishSyncQuTrace(const std::string& value);
-    // The parameters value and taskId together identify an asynchronous span.
+    // An asynchronous span is identified by value and taskId together.
     static void StartAsyncQuTrace(const std::string& value, int32_t taskId);
     static void FinishAsyncQuTrace(const std::string& value, int32_t taskId);
 };

@@ -54,7 +54,7 @@ bool CheckPermissionWithCache(const std::string& strPermission)
     static NeverDestroyed<VerdictCache> holder;
     VerdictCache& cache = holder.value;
     if (strPermission.empty()) {
-        return CheckPermission(strPermission);  // the call is refused and logged, and nothing is cached
+        return CheckPermission(strPermission);
     }
     const AccessTokenID callerToken = IPCSkeleton::GetCallingTokenID();
     {
@@ -65,7 +65,7 @@ bool CheckPermissionWithCache(const std::string& strPermission)
     }
     const bool verdict = CheckPermission(strPermission);
     const MutexLock guard(cache.mutex);
-    // If another thread has stored its result meanwhile, that result is kept.
+    // If another thread has stored a result meanwhile, try_emplace keeps that result.
     return cache.verdicts.try_emplace(callerToken, verdict).first->second;
 }
 
@@ -75,8 +75,7 @@ std::string GetAnonymousStr(const std::string& input)
     for (const char byte : input) {
         text += std::to_string(static_cast<int8_t>(byte));
     }
-    // If the text has fewer than six characters, the subtraction gives a huge position and replace throws
-    // std::out_of_range.
+    // A text with fewer than six characters makes replace throw std::out_of_range.
     return text.replace(text.size() - MASKED_LENGTH, MASKED_LENGTH, STRING_MASK);
 }
 

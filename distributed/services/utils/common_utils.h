@@ -9,8 +9,8 @@
 namespace Vexo::NetManagerStandard::CommonUtils {
 
 // Returns true if the caller holds the permission. A native process holds every permission. An application holds a
-// granted permission if its privilege level is system_basic or system_core. Any other caller, such as a shell, holds
-// none. A refusal is logged.
+// granted permission if its privilege level is system_basic or system_core. Any other caller, such as a shell, holds no
+// permission. A refusal is logged.
 bool CheckPermission(const std::string& strPermission);
 
 // Checks the permission like CheckPermission, and caches the first result for each caller. The cache lives as long as
@@ -22,8 +22,8 @@ bool CheckPermissionWithCache(const std::string& strPermission);
 // fewer than six characters.
 std::string GetAnonymousStr(const std::string& input);
 
-// Returns the first five and the last five characters with "**" between them. Returns "***" if deviceId has fewer than
-// ten characters.
+// Returns the first five characters, "**", and the last five characters. Returns "***" if deviceId has fewer than ten
+// characters.
 std::string GetAnonymousDeviceID(const std::string& deviceId);
 
 // Returns the parts of str that separators divide. An empty last part is left out, so "a,b," gives two parts. The

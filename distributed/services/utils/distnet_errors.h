@@ -35,7 +35,7 @@ enum DistNetResult : int32_t {
 enum HotspotFailure : int32_t {
     HOTSPOT_FAIL_COLLABORATION = -100,
     HOTSPOT_FAIL_OPEN_SESSION = -99,
-    HOTSPOT_FAIL_REQUEST_OPEN = -98,  // no function returns this code, but it has an event message
+    HOTSPOT_FAIL_REQUEST_OPEN = -98,  // not a result of any function; an event message exists for it
     HOTSPOT_FAIL_PEER = -97,          // the peer answered with a failure
     HOTSPOT_FAIL_REQUEST = -96,       // any other failure of the exchange; only in events
     HOTSPOT_FAIL_ADD_CONFIG = -94,

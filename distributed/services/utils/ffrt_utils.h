@@ -1,7 +1,7 @@
 // FFRTUtils: submits functions as named tasks of the task runtime (platform/tasks/ffrt.h), and wraps the runtime's
-// mutex and condition variable in classes. Threads and tasks may call the static functions. Each of them copies the
-// submitted function, and the runtime calls the copy once. Tasks outside a queue run in no fixed order. If the runtime
-// refuses a task, the task does not run, and most functions do not report that.
+// mutex and condition variable in classes. Threads and tasks may call the static functions. Each static function copies
+// the submitted function, and the runtime calls the copy once. Tasks outside a queue run in no fixed order. If the
+// runtime refuses a task, the task does not run, and most functions do not report that.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +23,7 @@ public:
     // Submits a task. Blocks until this task and all earlier tasks of the calling thread or task have finished.
     static void SubmitTaskSync(const std::function<void()>& func);
     // Runs func as a task and waits at most timeoutMs for its end. Returns true if the task has finished in this time.
-    // Otherwise the task continues, and everything that it refers to must live until the task has finished.
+    // Otherwise the task continues, and everything that the task refers to must live until the task has finished.
     static bool SubmitTimeoutTask(const std::function<void()>& func, uint32_t timeoutMs);
     // Queues a task that runs after delayMs. Returns an empty handle if the runtime refuses the task.
     static ffrt::task_handle SubmitDelayTask(std::function<void()>& func, uint32_t delayMs, ffrt::queue& queue);
@@ -33,9 +33,9 @@ public:
     static int CancelTask(ffrt::task_handle& handle, ffrt::queue& queue);
 };
 
-// Wraps the runtime's mutex. Tasks and threads may lock it. The destructor does not free the memory of the runtime's
-// mutex, because a task that still holds the lock must be able to unlock it. So use this class only in objects that
-// live as long as the process. After destruction every operation does nothing.
+// Wraps the runtime's mutex. Tasks and threads may lock the mutex. The destructor does not free the memory of the
+// runtime's mutex, so use this class only in objects that live as long as the process. After destruction every
+// operation does nothing.
 class FFRTUtils::Mutex : public NoCopyable {
 public:
     Mutex();
@@ -46,7 +46,7 @@ public:
     void Unlock();
 
 private:
-    // The pointer is volatile, so that the compiler keeps the destructor's write to it.
+    // volatile makes the compiler keep the destructor's write to this pointer.
     ffrt_mutex_t* volatile mutex_ = nullptr;
 };
 

@@ -1,5 +1,5 @@
-// FormattedJson: prints a JSON tree in the format that the service sends to peers and callers. Any thread may call it.
-// It does not block. Owning pointers to JSON trees: platform/base/json.h.
+// FormattedJson: prints a JSON tree in the format that the service sends to peers and callers. Thread-safe. Does not
+// block. Owning pointers to JSON trees: platform/base/json.h.
 #pragma once
 
 #include <cjson/cJSON.h>

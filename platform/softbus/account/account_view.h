@@ -1,5 +1,5 @@
 // AccountView: the members of the account and their names, according to the account's state (trust/account_state.h).
-// Without a state every device that has a certificate of the account counts as a member. Any thread; AccountView has
+// Without a state every device that has a certificate of the account counts as a member. Thread-safe; AccountView has
 // its own lock. No call blocks. Next: state_exchange.h (where the state comes from).
 #pragma once
 
@@ -26,12 +26,13 @@ public:
     std::string OwnNetworkId() const EXCLUDES(mutex_);
     bool IsMember(const std::string& networkId) const EXCLUDES(mutex_);
     // Returns true if a network id that begins with idPrefix was removed from the account, and no member's id begins
-    // with it.
+    // with idPrefix.
     bool IsRemoved(const std::string& idPrefix) const EXCLUDES(mutex_);
-    // Returns the device's name in the account's state. Returns the parameter fallback if the state has no such device.
+    // Returns the device's name in the account's state. fallback: returned if the state has no such device.
     std::string NameOf(const std::string& networkId, const std::string& fallback) const EXCLUDES(mutex_);
     std::optional<std::chrono::sys_seconds> RemovedAt() const EXCLUDES(mutex_);  // removal of this device
-    // Returns a text such as "this device was removed from the account on 2026-11-22". Empty if it was not removed.
+    // Returns a text such as "this device was removed from the account on 2026-11-22". Empty if this device was not
+    // removed.
     std::string OwnRemovalText() const EXCLUDES(mutex_);
 
 private:

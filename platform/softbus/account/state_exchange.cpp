@@ -231,7 +231,7 @@ bool StateExchange::ShowsOlderCertificate(const Link& link) const
     return shown != nullptr && ASN1_TIME_compare(X509_get0_notBefore(shown), X509_get0_notBefore(account_.get())) < 0;
 }
 
-// Sends the member its renewed certificate if there is one, and then the account's state if the parameter state is not
+// Sends the member its renewed certificate if there is one, and then the account's state. state: the state to send, or
 // null. Calls StateHandled afterwards. Returns false if the strand accepts no work.
 bool StateExchange::RenewCertificate(const std::shared_ptr<Link>& link, const Trust::SignedStatePtr& state)
 {
@@ -248,8 +248,8 @@ bool StateExchange::RenewCertificate(const std::shared_ptr<Link>& link, const Tr
     });
 }
 
-// Makes a device a member that was enrolled before the account had a state. Calls StateHandled afterwards. Returns
-// false if the strand accepts no work.
+// Makes a device a member if the device was enrolled before the account had a state. Calls StateHandled afterwards.
+// Returns false if the strand accepts no work.
 bool StateExchange::AddOlderMember(Link& link, const Hello& hello)
 {
     Trust::Member member{link.PeerNetworkId(), hello.deviceName, hello.deviceTypeId,
@@ -314,7 +314,7 @@ bool StateExchange::StartAdoption(const std::shared_ptr<Link>& link, Change chan
     return isPosted;
 }
 
-// Runs on the strand. Calls the function change, and uses the identity that it returns.
+// Runs on the strand. Calls change and then uses the identity that change has returned.
 void StateExchange::Adopt(const std::shared_ptr<Link>& link, const Change& change)
 {
     const std::string& from = link->PeerNetworkId();

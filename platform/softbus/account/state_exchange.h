@@ -45,7 +45,7 @@ class StateExchange : public LinkGuard, public NoCopyable {
 public:
     struct Options {
         std::filesystem::path folder;  // the folder of this device's identity; empty: the account's state is not used
-        // Posts a function to the reactor, unless the soft bus has stopped. Any thread.
+        // Posts a function to the reactor, unless the soft bus has stopped. May be called on any thread.
         std::function<void(std::function<void()> work)> post;
         std::function<void()> used;             // called on the reactor thread when a changed identity is in use
         std::function<void()> identityChanged;  // called on the strand when files in the folder have changed
@@ -58,7 +58,7 @@ public:
     // Prepares the ReactorContext for this identity, which must be enrolled in an account. Call once, after all
     // transports were added to the context and before the reactor runs.
     [[nodiscard]] Result<void> Begin(const Trust::Identity& identity);
-    // Changes the identity while the soft bus runs. Any thread. Does not block. If the new identity cannot be used, an
+    // Changes the identity while the soft bus runs. Thread-safe. Does not block. If the new identity cannot be used, an
     // error is logged and the previous identity stays in use.
     void UseIdentity(Trust::Identity identity);
     // Blocks until all work that was posted to the strand is done. Any thread except the reactor thread.
@@ -67,9 +67,9 @@ public:
     // Call this when a HELLO has arrived from a device whose certificate was verified. This device's own HELLO must
     // already be queued. Sends the account state or the certificate that the other device does not have yet.
     Standing OnHello(Link& link, const Hello& hello);
-    // Returns true while this device adopts a state.
     bool IsAdopting() const { return adopting_ > 0; }
-    // Runs the parameter "then" on the reactor thread when no state is being adopted. Never runs it inside this call.
+    // Waits without blocking until no state is being adopted. then: called on the reactor thread after that, never
+    // inside this call.
     void WhenAdopted(std::function<void()> then);
     // Returns true if this device's state is newer than the latest state that the other device is known to have.
     bool IsBehind(const std::string& networkId) const;
@@ -91,8 +91,8 @@ private:
     bool AddOlderMember(Link& link, const Hello& hello);
     bool CompleteRestore(Link& link);
     void StoreAccountKey(const std::shared_ptr<Link>& link, const std::shared_ptr<Trust::SecretText>& key);
-    // Calls the function change on the strand, uses the identity that it returns, and then calls link->StateHandled().
-    // Returns false if the strand accepts no work.
+    // Calls change on the strand, uses the identity that change returns, and then calls link->StateHandled(). Returns
+    // false if the strand accepts no work.
     bool StartAdoption(const std::shared_ptr<Link>& link, Change change);
     void Adopt(const std::shared_ptr<Link>& link, const Change& change);
     void AdoptionEnded();
@@ -106,7 +106,7 @@ private:
     std::map<std::string, uint64_t> numbers_;  // the latest known state number of each member
     size_t adopting_ = 0;
     std::vector<std::function<void()>> waiting_;
-    QuviewDFX::LogLimit<std::string> refusals_;  // by the network id of the sender
+    QuviewDFX::LogLimit<std::string> refusals_;  // key: the sender's network id
     // The certificates and link keys that the context uses now. Used by Begin, and after that only on the strand.
     std::string certificates_;
     std::string linkKeys_;

@@ -29,8 +29,8 @@ public:
     // the announcement in this channel until it ends. Called on a thread of the channel, one call at a time. Must not
     // block.
     using Heard = std::function<void(const std::string& name, const std::optional<Announcement>& announcement)>;
-    // Returns true if a device of this account made the token. The channel ignores announcements with other tokens. Any
-    // thread.
+    // Returns true if a device of this account made the token. The channel ignores announcements with other tokens. May
+    // be called on any thread.
     using IsOurs = std::function<bool(const std::string& token)>;
 
     virtual ~AnnouncementChannel() = default;
@@ -47,8 +47,8 @@ public:
     // Replaces the announced token. The announcement with the previous token ends only after the new one is published.
     // An empty token changes nothing. Does not block.
     virtual void Announce(const std::string& token) = 0;
-    // Returns true if other devices could hear this device's announcement now, as far as the channel knows. Any thread.
-    // Does not block.
+    // Returns true if other devices could hear this device's announcement now, as far as the channel knows.
+    // Thread-safe. Does not block.
     virtual bool CanAnnounce() const { return true; }
     // Makes this channel listen more intensively, for as long as the returned handle exists. Call when the announcement
     // of a wanted device is missing. Returns null if the channel always hears everything, or cannot listen now. A
@@ -74,7 +74,7 @@ inline std::shared_ptr<void> SeekOnAll(const std::vector<std::unique_ptr<Announc
 }
 
 // Makes a channel that announces this device. listening: the TCP address on which this device listens; "0.0.0.0:40117"
-// means port 40117 on all its interfaces.
+// means port 40117 on all interfaces.
 using AnnouncementChannelFactory = std::function<std::unique_ptr<AnnouncementChannel>(const std::string& listening)>;
 
 }  // namespace Vexo::SoftBus

@@ -73,7 +73,7 @@ private:
     void ConfiguredFailed(const ConfiguredPtr& configured, const GreetingResult& result);
     void GreetStranger(const std::string& idPrefix);
     // Greets the device. If a greeting of this device runs already, only waits for its end. Marks the device as away if
-    // it is reached at no address.
+    // no address of the device works.
     void GreetDevice(const std::string& networkId, bool seeks, std::function<void()> done);
     void Greet(Task task);
     void StartNext();
@@ -84,11 +84,11 @@ private:
     std::set<ConfiguredPtr> configured_;
     std::list<Task> waiting_;
     std::set<std::shared_ptr<Greeting>> running_;
-    // The callbacks that wait for the end of a device's greeting, by the network id of the device.
+    // The callbacks that wait for the end of a device's greeting. Key: the network id of the device.
     std::map<std::string, std::vector<std::function<void()>>> greetedDevices_;
     std::set<std::string> greetedStrangers_;       // prefixes of the network ids whose greeting waits or runs
     std::vector<std::function<void()>> scanDone_;  // the callbacks of the running scan
-    size_t scanLeft_ = 0;                // how many greetings the scan still waits for; SCAN_SEEK counts as one
+    size_t scanLeft_ = 0;                // greetings for which the scan waits, plus one until SCAN_SEEK has passed
     std::shared_ptr<void> scanSeeking_;  // the handle of ReactorContext::seek, while a scan runs
     asio::steady_timer scanSeekTimer_;
     asio::steady_timer scanTimer_;

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int FORMAT_VERSION = 2;
 constexpr size_t MAX_FILE_BYTES = 4096;
-// The file is readable by all users, because devices that run as other users must read it. It contains no secret.
+// The file is readable by all users, because devices that run as other users must read it. The file contains no secret.
 constexpr mode_t READABLE_BY_ALL = 0644;
 constexpr auto MAX_AGE = 2 * Trust::TOKEN_PERIOD;
 
@@ -218,7 +218,7 @@ Result<void> FolderChannel::AnnounceIfMissing()
 
 Result<void> FolderChannel::WriteOwnFile()
 {
-    // The random part of the file name is new each time. If it stayed the same, strangers could track the device by it.
+    // The random part of the file name is new for each file. With a fixed part, strangers could track the device.
     const std::string fileName = HexOfText(token_) + SEPARATOR + RandomHex() + std::string(SUFFIX);
     Result<void> written = WriteFileAtomically(folder_ / fileName, EncodeFolderAnnouncement({token_, {listening_}}),
                                                READABLE_BY_ALL, Sync::LATER);

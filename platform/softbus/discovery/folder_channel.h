@@ -4,12 +4,11 @@
 //     {"version": 2, "token": "<the same 16 hex>", "transport": "tcp", "address": "127.0.0.1:40117"}
 // A file is opened only if the token in its name belongs to this account. A running device writes a new file each token
 // period. A file that is older than two periods is ignored, because its device has crashed. The age of files is checked
-// only when a file changes and at each Announce, so an idle channel does not wake up.
-// When the folder is removed, its announcements end. When the folder is created again, this device announces itself in
-// it again. Start and Withdraw block on the disk; one thread at a time may call them. Announce may be called on any
-// thread, because it posts its work to a strand. IsOurs and Heard run on the thread of Start, of the folder watcher or
-// of the strand, one at a time. The channel's lock is held meanwhile, so the only function of the channel that they may
-// call is Announce.
+// only when a file changes and at each Announce, so an idle channel does not wake up. When the folder is removed, its
+// announcements end. When the folder is created again, this device announces itself again. Start and Withdraw block on
+// the disk; one thread at a time may call them. Announce may be called on any thread, because it posts its work to a
+// strand. IsOurs and Heard run on the thread of Start, of the folder watcher or of the strand, one at a time. The
+// channel's lock is held meanwhile, so the only function of the channel that they may call is Announce.
 #pragma once
 
 #include <filesystem>
@@ -30,8 +29,8 @@
 
 namespace Vexo::SoftBus {
 
-// Convert between an announcement with exactly one address and the text of its file. The error names the file and what
-// is wrong in it.
+// Convert between an announcement with exactly one address and the text of its file. The error names the file and says
+// what is wrong in the file.
 std::string EncodeFolderAnnouncement(const Announcement& announcement);
 [[nodiscard]] Result<Announcement> DecodeFolderAnnouncement(const std::string& text, const std::string& fileName);
 
@@ -39,8 +38,8 @@ class FolderChannel final : public AnnouncementChannel, public NoCopyable {
 public:
     // Returns true if this device made the token in this run or an earlier one. then: the time at which the file with
     // this token was written. The channel uses IsOwn to remove the files of earlier runs, at the start and when the
-    // folder is created again. IsOwn is then called for every file, so it may be slow. It runs on the same threads as
-    // IsOurs.
+    // folder is created again. IsOwn is then called for every file, so it may be slow. IsOwn runs on the same threads
+    // as IsOurs.
     using IsOwn = std::function<bool(const std::string& token, WallTime then)>;
 
     // Start creates the folder if it is missing. clock must outlive the channel.
@@ -80,7 +79,7 @@ private:
     std::string token_ GUARDED_BY(mutex_);    // the token to announce
     std::string ownFile_ GUARDED_BY(mutex_);  // the name of the file that announces token_; empty if there is none
     std::set<std::string> ownFiles_ GUARDED_BY(mutex_);                // files that this run wrote and has not removed
-    std::map<std::string, Announcement> reported_ GUARDED_BY(mutex_);  // by file name
+    std::map<std::string, Announcement> reported_ GUARDED_BY(mutex_);  // key: the file name
     Tasks::Strand strand_;
     std::unique_ptr<FolderWatcher> watcher_;
 };

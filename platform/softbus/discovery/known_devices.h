@@ -1,8 +1,8 @@
 // KnownDevices: the devices of this account that have passed a handshake and sent HELLO. It holds their names and ids,
-// the time of the last contact, and the addresses at which they were reached. With a file it also holds the devices of
-// earlier runs. The reactor thread writes, any thread reads. Only UseFile and Flush block. The file is written on a
-// strand of KnownDevices. If the account has a state (account/account_view.h), exactly its members are known, also
-// those that this device has never met. Announcements: sightings.h.
+// the time of the last contact, and the addresses at which they were reached. If UseFile was called, the object also
+// holds the devices of earlier runs. The reactor thread writes, any thread reads. Only UseFile and Flush block. The
+// file is written on a strand of KnownDevices. If the account has a state (account/account_view.h), exactly the members
+// in this state are known, also members that this device has never met. Announcements: sightings.h.
 //
 // The file (mode 0600, replaced by rename):
 //   {"version": 1, "account": "<64 hex>", "devices": [
@@ -43,12 +43,12 @@ inline constexpr std::chrono::minutes CONTACT_LIFE{5};
 
 class KnownDevices : public NoCopyable {
 public:
-    // account may be null. It must outlive the object.
+    // account: may be null; must outlive the object.
     explicit KnownDevices(const Clock& clock = Clock::System(), const AccountView* account = nullptr)
         : clock_(clock), account_(account)
     {
     }
-    // If a write is running, blocks until it is done.
+    // Blocks until a running write is done.
     ~KnownDevices();
 
     // Loads the devices of that account from the file, and saves changes to the file from now on. account: the network
@@ -63,26 +63,28 @@ public:
     // then more than MAX_KNOWN_DEVICES devices, some are forgotten. Returns the network ids of the forgotten devices.
     std::vector<std::string> AddOrUpdate(const std::string& networkId, const Hello& hello, const std::string& transport)
         EXCLUDES(mutex_);
-    // Records that the device sent something. ago: the time since then. Does nothing for an unknown device. If MarkAway
-    // was called for a later time, the device stays away.
+    // Records that the device has sent data. ago: the time since the data arrived. Does nothing for an unknown device.
+    // If MarkAway was called for a later time, the device stays away.
     void RecordContact(const std::string& networkId, std::chrono::steady_clock::duration ago) EXCLUDES(mutex_);
-    // Call when the device has sent GOODBYE, or when a dial reached it at no address. triedFor: how long that dial
-    // took. Contact before the dial no longer counts as recent. If there was contact during the dial, does nothing.
+    // Call when the device has sent GOODBYE, or when a dial reached the device at none of its addresses. triedFor: how
+    // long that dial took. Contact before the dial no longer counts as recent. If there was contact during the dial,
+    // does nothing.
     void MarkAway(const std::string& networkId, std::chrono::steady_clock::duration triedFor) EXCLUDES(mutex_);
 
     bool IsKnown(const std::string& networkId) const EXCLUDES(mutex_);
-    // Returns the network id of a device that was met and whose network id begins with idPrefix. Returns an empty
-    // string if there is none.
+    // Returns the network id that begins with idPrefix, of a device that this device has met. Returns an empty string
+    // if there is no such device.
     std::string FindByPrefix(const std::string& idPrefix) const EXCLUDES(mutex_);
     bool HadRecentContact(const std::string& networkId) const EXCLUDES(mutex_);
-    // Returns the addresses of the device. Those of its last HELLO come first. Empty for an unknown device.
+    // Returns the addresses of the device. The addresses from its last HELLO come first. The list is empty for an
+    // unknown device.
     std::vector<PeerAddress> Addresses(const std::string& networkId) const EXCLUDES(mutex_);
     // Sets one more IP address at which the device may be reached in this run. Replaces an earlier one. An empty
-    // ipAddress removes it.
+    // ipAddress removes the earlier address.
     void SuggestHost(const std::string& networkId, const std::string& ipAddress) EXCLUDES(mutex_);
     std::string SuggestedHost(const std::string& networkId) const EXCLUDES(mutex_);
     // Returns all known devices that were met, in no particular order. Node::online is true for a device with recent
-    // contact. Node::clockAhead is set for each device that sent HELLO in this run, even if it is away now.
+    // contact. Node::clockAhead is set for each device that sent HELLO in this run, even if the device is away now.
     std::vector<Node> List() const EXCLUDES(mutex_);
 
     // Writes changes to the file, and blocks until the write is done.
@@ -90,14 +92,14 @@ public:
 
 private:
     struct Entry {
-        Node node;  // List sets online, address and clockAhead
+        Node node;  // its members online, address and clockAhead are set only in the result of List
         std::vector<PeerAddress> addresses;
         // lastContact and awayAt are times of Clock::BootNow. They are empty before the first contact or the first
         // MarkAway in this run.
         std::optional<SteadyTime> lastContact;
         std::optional<SteadyTime> awayAt;
-        // The time on the device's clock minus Clock::BootNow, at the device's last HELLO. Empty before its first HELLO
-        // in this run.
+        // The time on the device's clock minus Clock::BootNow, at the device's last HELLO. Empty before the device's
+        // first HELLO in this run.
         std::optional<std::chrono::milliseconds> clockOverSteady{};
     };
 

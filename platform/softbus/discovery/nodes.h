@@ -1,5 +1,5 @@
 // Lists the known devices for callers of the soft bus (softbus_service.h). The list says what is stored about each
-// device, whether the device is reachable now, and which of its addresses a dial would try first. Any thread. Does not
+// device, whether the device is reachable now, and which of its addresses a dial would try first. Thread-safe. Does not
 // block.
 #pragma once
 

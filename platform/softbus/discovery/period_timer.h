@@ -16,8 +16,8 @@ class PeriodTimer : public NoCopyable {
 public:
     explicit PeriodTimer(asio::io_context& reactor) : timer_(reactor) {}
 
-    // Calls the parameter "turned" on the reactor thread at the beginning of each period and after each change of the
-    // clock, until Stop. Call Start once.
+    // Starts the timer. turned: called on the reactor thread at the beginning of each period and after each change of
+    // the clock, until Stop. Call Start once.
     [[nodiscard]] Result<void> Start(std::function<void()> turned);
     void Stop();
 

@@ -1,4 +1,4 @@
-// Chooses the addresses at which a dial tries a device, and their order. Any thread. No call blocks.
+// Chooses the addresses at which a dial tries a device, and their order. Thread-safe. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -10,16 +10,16 @@
 namespace Vexo::SoftBus {
 
 // Announced addresses are tried first. An address where the device was reached before is tried this long after the
-// first of them. If such an address is announced too, its turn among the announced addresses may come earlier.
+// first of them. If such an address is also announced, it may be tried earlier.
 inline constexpr std::chrono::milliseconds ANNOUNCED_AHEAD{300};
 
 // Returns the addresses at which to try a device, in this order:
 // 1. the address from KnownDevices::SuggestHost;
 // 2. the announced addresses, those of the newest announcement first;
 // 3. other addresses where the device was reached before;
-// 4. addresses at which a handshake failed recently (Sightings::IsAvoided).
-// networkId: a full network id. If it is only the beginning of one, the result has the addresses of all devices whose
-// network id begins with it.
+// 4. addresses at which a handshake failed recently (Sightings::IsAvoided). networkId: a full network id, or the
+// beginning of a network id. For a beginning, the result has the addresses of all devices whose network id begins with
+// it.
 // linkTypes: only addresses of these link types are returned, in the order of the types. Empty: addresses of all types.
 std::vector<Route> RoutesTo(const ReactorContext& context, const std::string& networkId,
                             const std::vector<int32_t>& linkTypes = {});

@@ -1,7 +1,7 @@
 // Invitation: one ticket on the device that holds the account's key, and the enrolment of one other device by this
 // ticket. The device announces itself with tokens that are derived from the ticket. It answers other devices that prove
 // that they have the ticket. It admits one of them after a person has confirmed that device. Protocol:
-// docs/enrolment.md. Created by SoftBusServer::Invite. Any thread. No call blocks.
+// docs/enrolment.md. Created by SoftBusServer::Invite. Thread-safe. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -24,7 +24,7 @@ struct Joiner {
 
 enum class InvitationPhase {
     WAITING,   // no device asks to join
-    ASKING,    // a device asks to join; it waits for the call of Answer
+    ASKING,    // a device asks to join and waits for the call of Answer
     ADMITTED,  // the joiner is a member, and the enrolment answer was sent to it
     ENDED,     // the ticket has expired, or the invitation was closed or has failed; see InvitationStatus::why
 };
@@ -37,19 +37,20 @@ struct InvitationStatus {
     std::string why;  // WAITING: why the last joiner was rejected, or empty. ENDED: why the invitation ended
 };
 
-// Makes the device of this PKCS#10 request (PEM) a member of the account, as Trust::Admit does. Stores the new member,
-// and returns the enrolment answer to send to it. Called on a strand, one call at a time. May block on the disk.
+// Makes the device that sent this PKCS#10 request (PEM) a member of the account, as Trust::Admit does. Stores the new
+// member, and returns the enrolment answer to send to it. Called on a strand, one call at a time. May block on the
+// disk.
 using AdmitJoiner = std::function<Result<std::string>(const std::string& requestPem, const Joiner& joiner)>;
 // Called on a strand after each change of the status.
 using InvitationChanged = std::function<void(const InvitationStatus& status)>;
 
-// Returns a free device name that is similar to the given name, which another device has. Empty: no suggestion. Called
-// on the strand of AdmitJoiner.
+// Returns a free device name that is similar to a name that another device has. Returns an empty string if there is no
+// suggestion. Called on the strand of AdmitJoiner. taken: the name of the other device.
 using SuggestName = std::function<std::string(const std::string& taken)>;
 
 struct InvitationOptions {
-    // Adds the joiner to the account. Errors: ALREADY_EXISTS if its name is taken, REFUSED if the account has removed
-    // its key.
+    // Adds the joiner to the account. Errors: ALREADY_EXISTS if another device has the joiner's name, REFUSED if the
+    // account has removed the joiner's key.
     AdmitJoiner admit;
     SuggestName suggestName;  // may be empty
     InvitationChanged changed;
@@ -61,8 +62,8 @@ public:
     virtual ~Invitation() = default;  // closes the invitation
 
     virtual InvitationStatus Status() const = 0;
-    // Admits or rejects the joiner with that network id, as the person decided. Returns NOT_FOUND if that joiner does
-    // not ask (any more). A rejection ends the invitation.
+    // Admits or rejects the joiner with that network id, as the person decided. Returns NOT_FOUND if that joiner is not
+    // asking now. A rejection ends the invitation.
     [[nodiscard]] virtual Result<void> Answer(const std::string& networkId, bool admit) = 0;
     // Closes the invitation, so no device can join with the ticket any more. The soft bus still answers joiners with
     // the reason, until Trust::TICKET_MEMORY has passed.

@@ -29,8 +29,8 @@ public:
                                                            const std::string& address, std::function<Channels()> make)
         EXCLUDES(mutex_);
 
-    // Returns true if the proof in the first message of a new connection was made with one of the tickets. If so, the
-    // next call must be Accept, for that connection.
+    // Returns true if the proof in the first message of a new connection was made with one of the tickets. If the
+    // result is true, the next call must be Accept for that connection.
     bool IsProof(std::string_view proof, std::string_view challenge, std::string_view firstMessage) EXCLUDES(mutex_);
     void Accept(Stream stream, const std::string& firstMessage);
     // Call when a token period begins. Announces this device with the new token of the newest ticket.
@@ -54,8 +54,8 @@ private:
     bool isStopped_ GUARDED_BY(mutex_) = false;
 };
 
-// Returns the IPv4 address and port to store in a ticket: other devices on the LAN can connect to it. listening: the
-// TCP address on which this device listens. Empty if there is no such address.
+// Returns the IPv4 address and port that a ticket contains, so that devices on the LAN can connect. Returns an empty
+// text if this device has no such address. listening: the TCP address on which this device listens.
 std::string AddressForTicket(const std::string& listening);
 
 }  // namespace Vexo::SoftBus

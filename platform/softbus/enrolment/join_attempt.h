@@ -1,7 +1,7 @@
 // JoinAttempt: the new device's side of an enrolment by ticket. It finds the holder (the device that created the
 // ticket) by announcements or by the address in the ticket. It then proves that it has the ticket, sends its request
 // and waits for the answer. It has its own transports, channels and reactor thread, because a device without an account
-// has no soft bus. Any thread. Start blocks for a short time. Cancel blocks until the reactor thread has ended.
+// has no soft bus. Thread-safe. Start blocks for a short time. Cancel blocks until the reactor thread has ended.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,7 @@ inline constexpr std::chrono::seconds JOIN_SEARCH_LIMIT{30};
 enum class JoinPhase {
     SEARCHING,   // the holder is not found yet
     CONFIRMING,  // the holder was found; its owner compares the numbers on both devices
-    DONE,        // the function install has succeeded
+    DONE,        // this device has stored the holder's answer and is a member
     FAILED,
 };
 

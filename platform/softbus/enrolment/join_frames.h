@@ -1,6 +1,6 @@
 // The payloads of the frames of an enrolment by ticket. The joiner (the new device) sends JOIN_COMMIT. The holder (the
 // device that created the ticket) sends JOIN_NONCE. The joiner sends JOIN_REQUEST. A person compares the numbers that
-// both devices show, and the holder sends JOIN_ANSWER. Notation: link/frame.h. Pure functions; any thread. More about
+// both devices show, and the holder sends JOIN_ANSWER. Notation: link/frame.h. Pure functions; thread-safe. More about
 // these frames: docs/enrolment.md.
 //
 //   JOIN_COMMIT   32 bytes: SHA-256 of the payload of the JOIN_REQUEST that will follow

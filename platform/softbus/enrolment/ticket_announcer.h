@@ -1,6 +1,6 @@
 // TicketAnnouncer: announces this device with tokens that are derived from a ticket. It has its own channels, and
-// ignores what they hear from other devices. Starting and stopping a channel blocks, so a strand does that. Any thread.
-// Only Drain blocks.
+// ignores the announcements that these channels receive. Starting and stopping a channel blocks, so a strand runs both.
+// Thread-safe. Only Drain blocks.
 #pragma once
 
 #include <functional>
@@ -20,7 +20,7 @@ using Channels = std::vector<std::unique_ptr<AnnouncementChannel>>;
 
 class TicketAnnouncer : public std::enable_shared_from_this<TicketAnnouncer>, public NoCopyable {
 public:
-    using Tokens = std::map<std::string, std::shared_ptr<const Trust::AnnouncementTokens>>;  // by transport
+    using Tokens = std::map<std::string, std::shared_ptr<const Trust::AnnouncementTokens>>;  // key: transport name
 
     // make: creates the channels; called once, on the strand. networkId: the network id of this device.
     TicketAnnouncer(std::function<Channels()> make, Tokens tokens, std::string networkId)

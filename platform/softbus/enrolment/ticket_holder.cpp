@@ -361,7 +361,7 @@ void TicketHolder::AskPerson(const TalkPtr& talk)
         before->Abort();
     }
     if (isAdmitting_) {
-        return;  // OnAdmitted will send it the answer of the running admission
+        return;  // OnAdmitted will send the joiner the answer of the running admission
     }
     if (!admittedKey_.empty()) {
         Admit(talk);
@@ -426,7 +426,7 @@ void TicketHolder::OnAdmitted(const Result<std::string>& answer, const std::stri
     }
 }
 
-// Call after a failed admission. Ends the invitation if it has expired or was closed in the meantime.
+// Call after a failed admission. Ends the invitation if it has expired or was closed during the admission.
 void TicketHolder::EndIfDue()
 {
     if (timers_.BootNow() >= expires_) {

@@ -66,7 +66,8 @@ private:
     void StartTimers();
     template <typename WorkOnReactor>
     void Post(WorkOnReactor work) EXCLUDES(mutex_);
-    // Passes the status to the given function, which changes it. Then posts InvitationOptions::changed to the strand.
+    // Changes the status and posts InvitationOptions::changed to the strand. change: a function that receives the
+    // status and modifies it.
     template <typename Change>
     void Update(Change change) EXCLUDES(mutex_);
     void End(JoinFailure result, const std::string& why);

@@ -124,7 +124,7 @@ private:
         Judge();
     }
 
-    // Reads the header of the TLS record after the proof. Returns false if it cannot be the header of a first TLS
+    // Reads the header of the TLS record after the proof. Returns false if this header cannot begin a first TLS
     // message.
     bool ReadHead()
     {

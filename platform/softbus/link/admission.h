@@ -54,8 +54,8 @@ public:
     // Call for each stream that the transport has accepted. source: the name by which connections are counted
     // (Transport::SourceOf).
     void Accept(Stream stream, const PeerAddress& from, const std::string& source);
-    // Call when a member of the account has connected from that source. Later connections from there count towards
-    // AdmissionLimits::ofMembers.
+    // Call when a member of the account has connected from that source. Later connections from that source count
+    // towards AdmissionLimits::ofMembers.
     void AddMemberSource(const std::string& source);
     // Logs that a connection from that source was refused, unless a refusal was logged in the last minute.
     void LogRefusal(const std::string& source, const std::string& why);
@@ -68,9 +68,9 @@ private:
     using Candidates = std::map<uint64_t, CandidatePtr>;  // in the order of arrival
 
     void WatchDeadlines(SteadyTime first);
-    // Makes space for one more connection. If the source has its maximum number of connections, closes the oldest one
-    // of this source. If the parameter room (strangers_ or members_) has the maximum number of connections (limit),
-    // closes its oldest one.
+    // Closes old connections to make space for one more. If the source has its maximum number of connections, closes
+    // the oldest connection of this source. room: strangers_ or members_. limit: the maximum number of connections in
+    // room. If room is full, closes its oldest connection.
     void MakeRoom(const std::string& source, const Candidates& room, size_t limit);
     void Refuse(const CandidatePtr& candidate, const std::string& why);
     void Forget(const CandidatePtr& candidate);

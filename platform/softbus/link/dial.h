@@ -25,7 +25,7 @@
 
 namespace Vexo::SoftBus {
 
-// One address of a device. after: when the address is tried at the latest, counted from the start of the dial.
+// One address of a device. after: the latest time to try the address, counted from the start of the dial.
 struct Route {
     PeerAddress where;
     std::chrono::milliseconds after{0};
@@ -33,15 +33,15 @@ struct Route {
     bool isRepeated = false;  // the address has failed before in this dial
 };
 
-// When a dial starts to seek (makes the announcement channels listen more intensively), if it has a seekingLimit: after
-// this time without a connection, or at once when all addresses have failed.
+// A dial that has a seekingLimit starts to seek when it has had no connection for this time, or when all addresses have
+// failed. To seek means to make the announcement channels listen more intensively.
 inline constexpr std::chrono::milliseconds SEEK_DELAY{300};
 
 // If an attempt over radio fails, a dial that seeks repeats it after this pause, because radio connections fail
 // occasionally. The attempt is not repeated if the device refused the connection.
 inline constexpr std::chrono::milliseconds REPEAT_DELAY{500};
 
-// The limits of one dial: the attempts that run at the same time, and all addresses together.
+// MAX_ATTEMPTS: how many attempts of one dial run at the same time. MAX_ROUTES: how many addresses one dial tries.
 inline constexpr size_t MAX_ATTEMPTS = 16;
 inline constexpr size_t MAX_ROUTES = 64;
 // The pause between the attempts at two addresses (RFC 8305, "Connection Attempt Delay").
@@ -50,7 +50,7 @@ inline constexpr std::chrono::milliseconds NEXT_ADDRESS_DELAY{100};
 struct DialRequest {
     std::string networkId;  // of the wanted device; empty: any device of the account except this one
     std::string idPrefix;   // the beginning of the wanted network id; empty: any
-    // Returns the addresses to try. The first one to try comes first. Called again when an announcement is heard.
+    // Returns the addresses in the order in which to try them. Called again when an announcement arrives.
     std::function<std::vector<Route>()> routes;
     std::chrono::milliseconds limit{0};
     // The time limit of a dial after it has started to seek. At least DialRequest::limit. nullopt: this dial does
@@ -62,8 +62,8 @@ struct DialRequest {
 struct DialResult {
     std::shared_ptr<Link> link{};    // null if the device was reached at no address
     PeerAddress where{};             // the address of the link, or of the failed attempt
-    LinkEnd end = LinkEnd::BROKEN;   // without a link: how the attempt ended that explains the failure best
-    std::string why = "no address";  // why that attempt failed, as text for a person
+    LinkEnd end = LinkEnd::BROKEN;   // without a link: the end of the attempt that explains the failure best
+    std::string why = "no address";  // why that attempt has failed, as text for a person
     bool wasTried = false;           // false if each attempt failed on this device, before a connection was tried
     std::chrono::steady_clock::duration took{};
     SteadyTime deadline{};      // when the time limit of the dial ends
@@ -72,14 +72,14 @@ struct DialResult {
 
 class Dial : public std::enable_shared_from_this<Dial>, public NoCopyable {
 public:
-    // Called once, on the reactor thread, never inside Start. If there is a link, the callback must set its owner
-    // before it returns.
+    // Called once, on the reactor thread, never inside Start. If there is a link, the callback must call SetOwner of
+    // the link before the callback returns.
     using Done = std::function<void(DialResult result)>;
 
     static std::shared_ptr<Dial> Start(ReactorContext& context, DialRequest request, Done done);
     // Stops the dial. Done is not called from now on. Idempotent.
     void Cancel();
-    // Call when a new announcement was recorded. The dial then also tries the addresses that it does not know yet.
+    // Call when a new announcement was recorded. The dial then also tries announced addresses that it has not tried.
     void AddNewAddresses();
 
 private:

@@ -1,5 +1,5 @@
 // Encodes and decodes the fields of a frame's payload: little-endian numbers, texts and bytes. A text is a uint8
-// length, followed by that many bytes of UTF-8. No shared state; any thread. Used by frame.cpp and
+// length, followed by that many bytes of UTF-8. No shared state; thread-safe. Used by frame.cpp and
 // enrolment/join_frames.cpp.
 #pragma once
 

@@ -38,8 +38,8 @@ constexpr KindRule KIND_RULES[] = {
     {FrameKind::KEY_STORED, "KEY_STORED", 0, 0},
 };
 
-// The maximum memory that is allocated before a payload arrives. It is limited because the payload length in the header
-// may be false.
+// The maximum memory that is allocated before a payload arrives. This memory is limited, because the payload length in
+// the header may be false.
 constexpr size_t PAYLOAD_RESERVE_BYTES = 64 * 1024;
 
 bool IsText(const std::string& text)

@@ -1,5 +1,5 @@
 // Frames: the messages that devices exchange inside a TLS connection. This is their format, byte by byte. No shared
-// state; any thread. Numbers are little-endian. When each frame is sent: docs/link.md.
+// state; thread-safe. Numbers are little-endian. When each frame is sent: docs/link.md.
 //
 //   frame    u32 length of the payload | u8 kind | payload
 //   text     u8 length | that many bytes of UTF-8 without NUL
@@ -59,7 +59,7 @@ inline constexpr size_t MAX_HELLO_BYTES = 8192;
 inline constexpr size_t MAX_OPEN_BYTES = 1024;
 inline constexpr size_t MAX_HELLO_ADDRESSES = 8;
 inline constexpr size_t MAX_JOIN_REQUEST_BYTES = 4096;
-inline constexpr size_t MAX_JOIN_ANSWER_BYTES = 256 * 1024;  // it contains an account's state
+inline constexpr size_t MAX_JOIN_ANSWER_BYTES = 256 * 1024;  // the answer contains an account's state
 inline constexpr size_t MAX_SESSION_NAME = 255;
 inline constexpr size_t MAX_REMOVED_BYTES = 264;
 inline constexpr size_t MAX_CERTIFICATE_BYTES = 8192;
@@ -79,7 +79,7 @@ public:
     enum class Status { MORE, FRAME, BROKEN };
 
     // Removes bytes from the front of input, and returns
-    // - FRAME: a frame is complete and was moved to the parameter frame;
+    // - FRAME: a frame is complete and was moved to the output parameter frame;
     // - MORE: all bytes of input were used, and the frame is not complete yet;
     // - BROKEN: the stream is invalid, and all later calls fail too. Problem() returns the reason.
     Status Next(std::string_view& input, Frame& frame);
@@ -94,7 +94,6 @@ private:
     std::string problem_;
 };
 
-// Encodes the header of a frame. payloadBytes: the size of the frame's payload.
 std::string EncodeHeader(FrameKind kind, size_t payloadBytes);
 
 // The payload of HELLO. It describes the device that sends it.

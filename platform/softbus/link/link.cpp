@@ -218,8 +218,8 @@ void Link::Handshake()
     const int systemError = errno;
     int error = SSL_get_error(ssl_.get(), result);
     if (error == SSL_ERROR_SYSCALL && BIO_should_write(SSL_get_rbio(ssl_.get())) != 0) {
-        // OpenSSL 3.0 reports SSL_ERROR_SYSCALL if a flush must be repeated. The first flight of the handshake is sent
-        // by such a flush.
+        // OpenSSL sends the first flight of the handshake by a flush. If that flush must be repeated, OpenSSL 3.0
+        // reports SSL_ERROR_SYSCALL instead of SSL_ERROR_WANT_WRITE.
         error = SSL_ERROR_WANT_WRITE;
     }
     if (!MustWait(error)) {
@@ -455,8 +455,8 @@ bool Link::WriteChunk()
         return false;
     }
     if (state_ == State::READY) {
-        // The link must still read the bytes that the peer sent before the connection broke, now or after a pause. When
-        // they are read, the next read detects the broken connection.
+        // The link must still read the bytes that the peer sent before the connection broke, now or after a pause.
+        // After these bytes, the next read detects the broken connection.
         queue_.Close();
         writing_ = {};
         written_ = 0;

@@ -63,10 +63,9 @@ public:
     virtual void OnReady() {}
     // Called for each received frame, except CLOSE and the frames that the LinkGuard handles.
     virtual void OnFrame(FrameKind kind, std::string payload) = 0;
-    // Called when the LinkGuard has finished asynchronous work for this link. For example, it has adopted or refused a
-    // STATE.
+    // Called when the LinkGuard has finished asynchronous work for this link, such as the adoption of a STATE.
     virtual void OnStateHandled() {}
-    // Called when the link has ended. It is the last call, and comes at most once. Not called after Close or Abort.
+    // Called when the link has ended. No other call of the owner follows. Not called after Close or Abort.
     virtual void OnEnded(LinkEnd end, const std::string& why) = 0;
 };
 
@@ -102,7 +101,7 @@ public:
     // Call when the first frame was accepted. From now on HANDSHAKE_LIMIT does not apply.
     void Established();
 
-    // Queues a frame. Any thread; does not block.
+    // Queues a frame. Thread-safe; does not block.
     SendQueue::Pushed Send(FrameKind kind, const void* payload, size_t bytes);
     SendQueue::Pushed Send(FrameKind kind, const std::string& payload = {})
     {
@@ -114,8 +113,8 @@ public:
     void ResumeReading();
     bool ReadingPaused() const { return paused_; }
 
-    // Sends the queued frames and CLOSE, and then ends. This takes at most CLOSE_LIMIT. Releases the owner at once,
-    // without a call of OnEnded.
+    // Sends the queued frames and CLOSE, and then ends the link. This takes at most CLOSE_LIMIT. Releases the owner at
+    // once, without a call of OnEnded.
     void Close();
     // Ends the link at once. Queued frames are lost. Releases the owner without a call of OnEnded.
     void Abort();
@@ -187,7 +186,7 @@ private:
     LinkGuard* const guard_;
 
     // All members below are used on the reactor thread only.
-    std::shared_ptr<void> use_;  // Stream::use; declared before socket_, so released after it
+    std::shared_ptr<void> use_;  // Stream::use; declared before socket_, so released after socket_
     asio::posix::stream_descriptor socket_;
     const size_t maxWriteBytes_;
     asio::steady_timer deadline_;

@@ -30,10 +30,10 @@ public:
     Pushed PushLast(FrameKind kind) EXCLUDES(mutex_);
     void Close() EXCLUDES(mutex_);
 
-    // Moves the next bytes to write (one or more whole frames) into the parameter bytes. Returns false if the queue is
-    // empty. The next call that adds a frame then returns QUEUED_WAKE.
+    // Removes one or more whole frames from the queue. bytes: receives the frames, ready to be written. Returns false
+    // if the queue is empty. After that, the next call that adds a frame returns QUEUED_WAKE.
     bool Take(std::string& bytes) EXCLUDES(mutex_);
-    // Call when bytes that Take returned were written to the socket. bytes: how many.
+    // Call when bytes from Take were written to the socket. bytes: the number of written bytes.
     void Sent(size_t bytes) EXCLUDES(mutex_);
     bool Empty() const EXCLUDES(mutex_);
 

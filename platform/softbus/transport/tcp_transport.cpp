@@ -50,8 +50,8 @@ void Prepare(int fd)
 
 }  // namespace
 
-// One outbound connection. It resolves the host name if the address has one, and tries each endpoint. It ends when it
-// is connected or at the time limit.
+// One outbound connection. It resolves the host name if the address has one, and tries each endpoint. The attempt ends
+// when a connection exists or when the time limit has passed.
 class TcpTransport::Attempt : public std::enable_shared_from_this<Attempt> {
 public:
     Attempt(asio::io_context& reactor, std::string address)

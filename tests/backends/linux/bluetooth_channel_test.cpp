@@ -271,7 +271,7 @@ TEST_F(BluetoothChannelTest, HearsOnlyDevicesOfAccountAndOnlyWhileSeeking)
     channel->Withdraw();
     EXPECT_EQ(Scans(), 0);
     channel.reset();
-    seeking.reset();  // must not stop a scan, because the channel is gone
+    seeking.reset();  // must not stop a scan, because the channel no longer exists
 }
 
 TEST_F(BluetoothChannelTest, ClosesRadioLinkFiveSecondsAfterLastUse)

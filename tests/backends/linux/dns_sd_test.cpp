@@ -81,7 +81,7 @@ protected:
         }
         ASSERT_FALSE(HasFailure());
     }
-    // Returns the instance name of the one device that the given device (a dns_sd_side process) knows.
+    // Returns the instance name of the only device that the given device (a dns_sd_side process) knows.
     std::string InstanceAt(const std::string& side)
     {
         const auto known = world_.Known(side);

@@ -153,8 +153,8 @@ public:
         }
         return known;
     }
-    // Waits until the device knows exactly the announcements wanted. Returns how long the wait took. wanted: sorted
-    // texts of the form "TOKEN ADDRESS".
+    // Waits until the device knows exactly the announcements in the parameter wanted: sorted texts of the form "TOKEN
+    // ADDRESS". Returns how long the wait took.
     std::chrono::milliseconds AwaitKnown(const std::string& name, const std::vector<std::string>& wanted) const
     {
         const auto begin = std::chrono::steady_clock::now();

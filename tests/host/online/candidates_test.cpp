@@ -29,8 +29,8 @@ std::string Order(const std::vector<KnownDevice>& devices, const Experience& exp
 
 TEST(CandidatesTest, EachReasonOutweighsAllLaterReasons)
 {
-    // Each reason makes the device with the index better the first choice. It must win against all later reasons,
-    // although they make the other device better.
+    // Each function changes one criterion in favour of the device with the index better. This criterion must outweigh
+    // all later ones, which the test changes in favour of the other device.
     using Change = std::function<void(std::vector<KnownDevice> & devices, Experience & experience, size_t better)>;
     const auto name = [](size_t device) { return std::string(1, "ab"[device]); };
     const Change reasons[] = {

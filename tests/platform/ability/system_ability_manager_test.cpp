@@ -77,8 +77,8 @@ protected:
         return std::async(std::launch::async, [this] { return Request(); });
     }
 
-    // Starts a request that blocks until release_ has a value. Unloads the ability while that request runs. Each
-    // request returns how often the ability was stopped so far.
+    // Starts a request that blocks until release_ has a value. Unloads the ability while that request runs. At its end,
+    // each request returns how many times the ability has been stopped.
     std::future<int32_t> UnloadDuringARequest()
     {
         ability_.onRequest = [this] {

@@ -19,7 +19,7 @@ using Tests::Trail;
 
 class EventHandlerTest : public testing::Test {
 protected:
-    // Blocks the runner until gate_ opens. After that, all events posted in the meantime are due.
+    // Blocks the runner until gate_ opens, so that a test can post several events before the first one runs.
     void Hold() { handler_->SendEvent(InnerEvent::Get(gate_.Blocker()), 0, Priority::VIP); }
     InnerEvent::Pointer Task(const std::string& name)
     {
@@ -98,7 +98,7 @@ TEST_F(EventHandlerTest, LastReferenceStopsRunnerAlsoFromItsOwnThread)
     handler_->SendEvent(Task("dropped"), 60'000);
     auto own = InnerEvent::Get([this, handler = handler_]() mutable {
         ran_.Add("ran");
-        handler.reset();  // When this event is destroyed, the runner's last owner is gone.
+        handler.reset();  // Now this event is the last owner of the runner.
     });
     handler_->SendEvent(std::move(own));
     const std::weak_ptr<EventRunner> watched = runner_;

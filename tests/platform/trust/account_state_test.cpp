@@ -24,7 +24,8 @@ protected:
         own = devices.Load("laptop").state;
         account = std::move(CertificatesFromPem(own->State().accountCertificate).front());
     }
-    // Changes a copy of the state own. Returns that copy, signed with the account's key.
+    // Returns a copy of the member `own` (a state) that the function change has modified, signed with the account's
+    // key.
     SignedStatePtr Changed(const std::function<void(AccountState&)>& change) const
     {
         AccountState state = own->State();
@@ -32,7 +33,7 @@ protected:
         return SignState(std::move(state), account.get(), key.get()).value();
     }
     std::string Text() const { return OpenSignedText(own->Bytes(), "").value().text.text; }
-    // Replaces a part of the text of the state own. Returns the new text, signed with the account's key. before: the
+    // Returns the text of the member `own` (a state) with one part replaced, signed with the account's key. before: the
     // old part. after: the new part.
     std::string Rewritten(const std::string& before, const std::string& after) const
     {

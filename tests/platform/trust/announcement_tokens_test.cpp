@@ -19,7 +19,7 @@ protected:
     }
 
     // The phone makes tokens, and the laptop reads tokens. These are the clocks of both devices. Tests set both clocks
-    // relative to start, which is the beginning of a token period.
+    // relative to the member `start`, which is the beginning of a token period.
     Calendar phone;
     Calendar laptop;
     const WallTime start{2'111'111 * 15min};

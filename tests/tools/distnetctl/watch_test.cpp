@@ -28,8 +28,8 @@ pid_t StartWatch(int output)
     return child;
 }
 
-// Returns the bytes that it reads from a terminal or a pipe. Ends when the text has occurred count times or at the end
-// of input.
+// Reads from a terminal or a pipe until the text has occurred count times, or until the end of input. Returns the
+// bytes.
 std::string ReadUntil(const UniqueFd& from, const std::string& text, int count = 1)
 {
     std::string got;

@@ -1,7 +1,7 @@
 // BaseAwareness: the base class of the sources of awareness events (changes of screen, battery and connectivity). A
-// source keeps its listeners with their event masks, the events that it offers, and the functions that report a current
-// state to a listener. Any thread may call it. One lock guards registration, removal and delivery. The source holds
-// this lock while it calls a listener, so a listener must not call back into its source. Derived class:
+// source stores its listeners, the event mask of each listener, the events that it offers, and the functions that
+// report a current state to a listener. Thread-safe. One lock guards registration, removal and delivery. The source
+// holds this lock while it calls a listener, so a listener must not call back into its source. Derived class:
 // awareness_services.h.
 #pragma once
 
@@ -41,14 +41,14 @@ public:
 
     // Registers a listener for those events of the mask that this source offers. If the listener is already registered,
     // replaces its mask. Does nothing if the source offers no event of the mask. If isNotifyNow is true, the listener
-    // receives the current states before it receives any event, and before this call returns.
+    // receives the current states before any later event, and before this call returns.
     void AddCallback(const std::shared_ptr<AwarenessCenterCallback>& callback, int32_t events, bool isNotifyNow);
     void RemoveCallback(const std::shared_ptr<AwarenessCenterCallback>& callback);
     // Reports the current state of every event of the mask to one listener. This listener need not be registered.
     void NotifyOnFirstRegister(const std::shared_ptr<AwarenessCenterCallback>& callback, int32_t events);
 
 protected:
-    // Calls the function func for every listener that is registered for the event.
+    // Calls func for every listener that is registered for the event.
     void NotifyListeners(int32_t event, const NotifyFunc& func);
 
 private:

@@ -1,7 +1,7 @@
 // AwarenessCenterCallback: the interface of a listener to screen, connectivity and battery changes, and the event bits
-// that select the changes. A source of events calls its listeners on task threads. At registration, it reports the
-// current states on the thread that registers the listener. The source makes one call at a time and holds its lock
-// during the call, so a listener must not call back into the source. Registration: awareness_center_interface.h.
+// that select the changes. A source of events calls its listeners on task threads. Only the current states are reported
+// on the thread that registers the listener. The source makes one call at a time and holds its lock during the call, so
+// a listener must not call back into the source. Registration: awareness_center_interface.h.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ class AwarenessCenterCallback {
 public:
     virtual ~AwarenessCenterCallback() = default;
 
-    // runner: an event runner on which the listener may schedule work. It may be null.
+    // runner: an event runner on which the listener may schedule work; may be null.
     virtual void OnScreenStateChanged(bool isScreenOn, std::shared_ptr<AppExecFwk::EventRunner> runner) = 0;
     // netType: the network type, or -1 if the event names none. A type that the service does not know is passed
     // unchanged.

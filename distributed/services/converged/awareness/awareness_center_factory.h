@@ -1,5 +1,5 @@
-// AwarenessCenterFactory: creates the source of awareness events (changes of screen, battery and connectivity). It has
-// no state, and any thread may call it.
+// AwarenessCenterFactory: creates the source of awareness events (changes of screen, battery and connectivity).
+// Stateless and thread-safe.
 #pragma once
 
 #include <memory>

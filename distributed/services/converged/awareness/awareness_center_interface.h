@@ -1,5 +1,5 @@
-// AwarenessCenterInterface: registers listeners for awareness events (changes of screen, battery and connectivity). Any
-// thread may call it. Result codes: utils/distnet_errors.h. Implementation: awareness_center_manager.h.
+// AwarenessCenterInterface: registers listeners for awareness events (changes of screen, battery and connectivity).
+// Thread-safe. Result codes: utils/distnet_errors.h. Implementation: awareness_center_manager.h.
 #pragma once
 
 #include <cstdint>

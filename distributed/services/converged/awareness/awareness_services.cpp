@@ -219,7 +219,7 @@ void SystemAwareness::NotifyConnectivityChanged(const CommonEventData& data)
     const int32_t netType = data.GetWant().GetIntParam(CommonEventSupport::NET_TYPE_PARAMETER, NO_NET_TYPE);
     const int32_t connState = data.GetCode();
     UpdateNetInfo(netType, connState);
-    // Listeners also receive a network type that UpdateNetInfo has ignored.
+    // UpdateNetInfo ignores some network types, but listeners receive every type.
     NotifyListeners(AWARE_EVENT_CONNECTIVITY,
                     [=](const auto& callback) { callback->OnConnectivityChanged(netType, connState); });
 }

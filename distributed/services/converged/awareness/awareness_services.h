@@ -1,7 +1,7 @@
 // SystemAwareness: the source of awareness events. It subscribes to these common events of the device: screen on,
 // screen off, battery low and connectivity change. It keeps the last states for listeners that register later. The
-// common-event thread passes every event to the task runtime at once. Several event handlers may run on task threads at
-// the same time, but the lock of BaseAwareness lets them call the listeners only one at a time.
+// common-event thread passes every event to the task runtime at once. Several events may be handled on task threads at
+// the same time, but the lock of BaseAwareness makes the calls to the listeners one after another.
 // awareness_center_factory.h creates the source, awareness_center_manager.h owns it.
 #pragma once
 
@@ -81,7 +81,7 @@ private:
     static const std::shared_ptr<AppExecFwk::EventRunner> eventRunner_;
 };
 
-// Receives events from the common-event service. It uses the pointer to its owner only while the gate is open, so never
+// Receives events from the common-event service. The pointer to the owner is used only while the gate is open, so never
 // after the owner is destroyed.
 class SystemAwareness::SysAwareSubscriber : public EventFwk::CommonEventSubscriber {
 public:

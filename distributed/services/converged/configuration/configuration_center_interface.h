@@ -1,4 +1,4 @@
-// ConfigurationCenterInterface: the service reads its settings only through this interface. Any thread may call it.
+// ConfigurationCenterInterface: the service reads its settings only through this interface. Thread-safe.
 // Implementation: configuration_center_manager.h.
 #pragma once
 

@@ -29,7 +29,7 @@ bool ConvergedSecurity::CheckFilePath(const std::string& path)
 bool ConvergedSecurity::CheckFileSize(int fd)
 {
     if (!FileSecurity::GetInstance().VerifyFileSize(fd, MAX_FILE_SIZE_BYTES)) {
-        // This log line is also the one of CheckFilePath, although here the size is wrong.
+        // CheckFilePath writes the same text. Here the size is wrong, not the path.
         NETMGR_EXT_LOGE(" invalid file path.");
         return false;
     }

@@ -1,5 +1,5 @@
 // ConvergedSecurity: checks the path and the size of a configuration file before it is read, and checks the permission
-// of a caller. Any thread may call it. A function that refuses its argument returns false and logs the reason.
+// of a caller. Thread-safe. A function that refuses its argument returns false and logs the reason.
 #pragma once
 
 #include <cstdint>
@@ -21,11 +21,10 @@ public:
     static bool CheckFileSize(int fd);
     // Returns true if the caller of this thread's current transaction holds the permission. A native process holds
     // every permission. An application of any privilege level holds a permission that was granted to it. Any other
-    // caller holds none.
+    // caller holds no permission.
     static bool CheckPermission(const std::string& permission);
 };
 
-// The process-wide rules for the paths and sizes of files. They do not change after construction.
 class ConvergedSecurity::FileSecurity : public NoCopyable {
 public:
     static FileSecurity& GetInstance();

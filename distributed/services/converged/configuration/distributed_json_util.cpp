@@ -15,8 +15,8 @@ namespace {
 
 constexpr size_t PATH_BUFFER_SIZE = 4096;
 
-// Returns the member with the given key. Returns null if there is none, or if a bit of its type differs from the
-// parameter type.
+// Returns the member with the given key. Returns null if there is none, or if any bit of cJSON::type differs from the
+// given type.
 const cJSON* FindMember(const cJSON* jsonObj, const std::string& key, int type)
 {
     if (jsonObj == nullptr || key.empty()) {
@@ -35,8 +35,8 @@ Integer Saturate(double number)
     if (std::isnan(number)) {
         return 0;
     }
-    // A double cannot hold the largest value of a 64-bit type exactly. So this compares with the next power of two,
-    // which is the first value that is too large.
+    // A double cannot hold the largest value of a 64-bit type exactly. So the number is compared with the next power of
+    // two, which is the first value that is too large.
     const double tooLarge = std::ldexp(1.0, Limits::digits);
     if (number >= tooLarge) {
         return Limits::max();
@@ -58,8 +58,7 @@ bool GetInteger(const cJSON* jsonObj, const std::string& key, Integer* value)
     return true;
 }
 
-// Sets *value to the member with the given key. The cast that removes const is valid, because the caller may change the
-// object.
+// The cast removes const. This is valid because the caller may change the object.
 bool GetNode(const cJSON* jsonObj, const std::string& key, int type, cJSON** value)
 {
     const cJSON* member = FindMember(jsonObj, key, type);
@@ -73,7 +72,8 @@ bool GetNode(const cJSON* jsonObj, const std::string& key, int type, cJSON** val
 // Returns the parsed document. For invalid JSON, returns null and logs the text from the position of the error.
 cJSON* Parse(const std::string& text)
 {
-    // cJSON_ParseWithOpts stores the position of an error in end. All threads share the result of cJSON_GetErrorPtr.
+    // cJSON_GetErrorPtr is shared by all threads. cJSON_ParseWithOpts stores the position of an error in the variable
+    // end.
     const char* end = nullptr;
     cJSON* document = cJSON_ParseWithOpts(text.c_str(), &end, false);
     if (document == nullptr && end != nullptr) {
@@ -196,7 +196,7 @@ bool DistributedJsonUtil::LoadJsonObjFromFile(cJSON* json, const std::string& pa
     if (content.empty()) {
         return false;
     }
-    // The document is never freed, as the comment at the declaration says.
+    // The document is never freed, because the caller does not receive it.
     json = Parse(content);
     return json != nullptr;
 }

@@ -1,7 +1,7 @@
 // DistributedJsonUtil: typed getters for cJSON members, and functions for JSON files. It has no state. Any thread may
-// call it while no other thread changes the same nodes. The file functions block while they read from the disk. A
-// getter returns false and writes nothing if the object is null, if the key is empty or missing, or if the member has
-// another type. It does not log this. A getter compares all bits of cJSON::type, so a member with a flag
+// call the functions while no other thread changes the same nodes. The file functions block while they read from the
+// disk. A getter returns false and writes nothing if the object is null, if the key is empty or missing, or if the
+// member has another type. Nothing is logged. A getter compares all bits of cJSON::type, so a member with a flag
 // (cJSON_IsReference, cJSON_StringIsConst) has another type. Getters do not transfer ownership.
 #pragma once
 
@@ -36,17 +36,19 @@ public:
     // Returns false for an empty text (*value is not changed) and for invalid JSON (*value is set to null).
     static bool GetObjFromJsonStr(const std::string& jsonStr, cJSON** value);
 
-    // Sets realPath to the absolute path without symbolic links, "." and "..". Returns false if the path is too long or
-    // does not exist.
+    // Sets realPath to the absolute path, in which symbolic links, "." and ".." are resolved. Returns false if the path
+    // is too long or does not exist.
     static bool GetRealPath(const std::string& path, std::string& realPath);
-    // Reads the whole file. Returns false if the file cannot be read or its size is refused (converged_security.h).
+    // Reads the whole file. Returns false if the file cannot be read, or if CheckFileSize (converged_security.h)
+    // refuses the file.
     static bool ReadFileToString(const std::string& path, std::string& content);
 
     // Returns true if the file contains valid JSON. The parameter json is passed by value, so the caller does not
     // receive the parsed document. The document is not freed.
     static bool LoadJsonObjFromFile(cJSON* json, const std::string& path);
-    // Finds a file with the configuration policy (platform/config_policy/config_policy.h) and calls LoadJsonObjFromFile
-    // for it. If several roots contain path, uses the file below the root with the highest priority.
+    // Finds a file below one of the configuration roots (platform/config_policy/config_policy.h) and calls
+    // LoadJsonObjFromFile for this file. If several roots contain the file, uses the root with the highest priority.
+    // path: relative to a root.
     static bool LoadJsonObjFromTarselPath(cJSON* json, const std::string& path);
 };
 

@@ -36,7 +36,7 @@ TEST(AwaitedAnswerTest, LateAnswerDoesNotDecideLaterRequest)
         }
         int ends = 0;
         std::atomic<bool> isPosted{false};
-        std::jthread handler;  // joined after the request, because the thread may wait for the end of it
+        std::jthread handler;  // joined after the request has ended, because the thread may wait for that end
         {
             const Request second(awaited, next);
             handler = std::jthread([&, next = next] {

@@ -1,6 +1,6 @@
 // ConvergedDecisionManager: the service's access to the decision center (decision_center.h). It starts the decision
-// center and forwards requests and releases of network paths. It has no state, and any thread may call it. Only the
-// first Init blocks, because it reads the configuration files.
+// center and forwards requests and releases of network paths. Stateless and thread-safe. Only the first Init blocks,
+// because it reads the configuration files.
 #pragma once
 
 #include <cstdint>

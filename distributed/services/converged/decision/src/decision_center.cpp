@@ -21,8 +21,8 @@ constexpr int32_t LISTENED_EVENTS = AWARE_EVENT_SCREEN_STATE | AWARE_EVENT_CONNE
 constexpr const char* CLOSE_NET_SHARE_TASK = "CloseNetShare";
 constexpr const char* DEFAULT_DEVICE_TYPE = "default";
 
-// This caller identifies the scheduled closing when an event runner is diagnosed. The file and the line are fixed and
-// need not match this source.
+// The file and the line that a diagnosis of the event runner shows for the scheduled closing. They are fixed, and do
+// not name this source file.
 const AppExecFwk::Caller CLOSE_NET_SHARE_CALLER{
     "foundation/communication/netmanager_plugins/network_connectivity_ext/distributed/services/converged/decision/src/"
     "decision_center",
@@ -103,9 +103,9 @@ bool DecisionCenter::UpdateDeviceParameter()
 
 void DecisionCenter::CancelClosing(const std::shared_ptr<EventRunner>& runner)
 {
-    // RemoveTask removes only tasks of the same handler, and this handler is new. So a scheduled closing stays
-    // scheduled when the screen goes on. When the scheduled task runs, it closes the network only if the flags allow
-    // that.
+    // RemoveTask removes only tasks that were posted through the same handler. This handler is new, so a scheduled
+    // closing stays scheduled when the screen goes on. When the scheduled task runs, it reads the flags and may decide
+    // not to close the network.
     const auto handler = std::make_shared<EventHandler>(runner);
     StoreHandler(&DecisionCenter::screenOnHandler_, handler);
     handler->RemoveTask(CLOSE_NET_SHARE_TASK);
@@ -117,7 +117,8 @@ void DecisionCenter::ScheduleClosing(const std::shared_ptr<EventRunner>& runner)
     closeDelay_ = delay;
     const auto handler = std::make_shared<EventHandler>(runner);
     StoreHandler(&DecisionCenter::screenOffHandler_, handler);
-    // The task keeps a weak pointer, because the queue may outlive this object. The task reads the flags when it runs.
+    // The task has a weak pointer, because it may still be queued when this object is destroyed. The task reads the
+    // flags when it runs.
     auto closing = [weak = weak_from_this()] {
         if (const std::shared_ptr<DecisionCenter> center = weak.lock(); center != nullptr) {
             center->CloseNetShare(center->isUseNetwork_, center->isProvideNetwork_);
@@ -133,7 +134,7 @@ void DecisionCenter::StoreHandler(std::shared_ptr<EventHandler> DecisionCenter::
                                   std::shared_ptr<EventHandler> handler)
 {
     const MutexLock guard(handlerMutex_);
-    (this->*place).swap(handler);  // the previous handler is destroyed after unlocking, with the parameter
+    (this->*place).swap(handler);  // now handler holds the previous object, which is destroyed after unlocking
 }
 
 void DecisionCenter::OnConnectivityChanged(int netType, int connState)

@@ -1,7 +1,7 @@
-// DecisionCenter: decides when the shared network closes. When the screen goes off, it receives an event runner and
-// schedules a task on this runner. The task runs after the configured time and closes the shared network. In this
-// version, closing only writes a log line. The listener functions run on task threads, one at a time. The scheduled
-// task runs on the thread of the runner. The service calls this class through converged_decision_manager.h.
+// DecisionCenter: decides when the shared network closes. When the screen goes off, the class receives an event runner
+// and schedules a task on this runner. The task closes the shared network after the configured time. In this version,
+// closing only writes a log line. The listener functions run on task threads, one at a time. The scheduled task runs on
+// the thread of the runner. The service calls this class through converged_decision_manager.h.
 #pragma once
 
 #include <atomic>
@@ -36,7 +36,7 @@ public:
     void HandleWifiConnectionChanged(bool isConnected);
 
     // Reads the settings of a device type, with netOffTime in milliseconds. Returns false if a setting is missing, and
-    // does not change the outputs of this setting.
+    // does not change the output parameters of that setting.
     bool GetDeviceParameter(std::string deviceType, int& netOffTime, bool& isUseNetwork, bool& isProvideNetwork);
     // Closes the shared network if both arguments are true. Otherwise does nothing.
     void CloseNetShare(bool isUseNetwork, bool isProvideNetwork);
@@ -58,7 +58,7 @@ private:
 
     const std::string moduleName_{"network_connectivity_ext"};
 
-    // The following members are atomic, because task threads write them and any thread reads them.
+    // These members are atomic because several threads read and write them.
     std::atomic<bool> isInitialized_{false};
     std::atomic<bool> isWifiConnected_{false};
     std::atomic<bool> isScreenOn_{false};
