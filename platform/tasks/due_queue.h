@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
-#include <map>
 #include <optional>
 #include <tuple>
 #include <utility>
@@ -19,7 +18,7 @@
 namespace Vexo::Tasks {
 
 // Returns the sum of now and delay. A delay of more than ten years counts as ten years, because the sum would overflow
-// the clock. The two are compared in the unit of delay, because a conversion could overflow too.
+// the clock. The delay is compared with ten years in the unit of the delay, because a conversion could overflow too.
 template <typename Delay>
 SteadyTime DueAfter(SteadyTime now, Delay delay)
 {
@@ -27,11 +26,12 @@ SteadyTime DueAfter(SteadyTime now, Delay delay)
     return now + std::min<Delay>(delay, LONGEST_DELAY);
 }
 
-// The position of an entry in its queue. Entries are sorted by due time, then by priority (the smallest value first),
-// then in the order in which they were added.
+// Identifies an entry of a queue. Entries are sorted by due time, then by priority (the smallest value first), then in
+// the order in which they were added.
 struct DuePlace {
     SteadyTime due;
     uint32_t priority = 0;
+    uint32_t slot = 0;    // where the queue stores the entry
     uint64_t number = 0;  // counts from 1; unique in the queue
 
     friend bool operator<(const DuePlace& left, const DuePlace& right)
@@ -40,59 +40,135 @@ struct DuePlace {
     }
 };
 
+// A binary heap of places, and a slot for each entry. A slot knows the position of its place in the heap, so an entry
+// is removed from the middle without a search, and adding an entry rarely allocates memory.
 template <typename Entry>
 class DueQueue {
 public:
     DuePlace Add(SteadyTime due, Entry entry, uint32_t priority = 0)
     {
-        const DuePlace place{due, priority, ++lastNumber_};
-        entries_.emplace(place, std::move(entry));
+        const DuePlace place{due, priority, FreeSlot(), ++lastNumber_};
+        slots_[place.slot].entry.emplace(std::move(entry));
+        heap_.push_back(place);
+        MoveUp(heap_.size() - 1);
         return place;
     }
 
     // Returns the time when the first entry is due, or no value for an empty queue.
     std::optional<SteadyTime> NextDue() const
     {
-        return entries_.empty() ? std::nullopt : std::optional<SteadyTime>(entries_.begin()->first.due);
+        return heap_.empty() ? std::nullopt : std::optional<SteadyTime>(heap_.front().due);
     }
 
     // Removes and returns the first entry if it is due. Otherwise returns no value. now: the current time.
     std::optional<Entry> TakeDue(SteadyTime now)
     {
-        if (entries_.empty() || entries_.begin()->first.due > now) {
-            return std::nullopt;
-        }
-        return std::move(entries_.extract(entries_.begin()).mapped());
+        return heap_.empty() || heap_.front().due > now ? std::nullopt : TakeAt(0);
     }
 
     // Removes and returns the entry at this place. Returns no value if the entry was removed before. The caller must
     // destroy the entry after releasing its lock, because destroying an entry may need that lock.
     std::optional<Entry> Remove(const DuePlace& place)
     {
-        auto node = entries_.extract(place);
-        return node ? std::optional<Entry>(std::move(node.mapped())) : std::nullopt;
+        if (place.slot >= slots_.size() || !slots_[place.slot].entry) {
+            return std::nullopt;
+        }
+        const size_t position = slots_[place.slot].position;
+        return heap_[position].number == place.number ? TakeAt(position) : std::nullopt;
     }
 
-    // Removes and returns every entry for which the predicate is true. The caller must destroy these entries after
-    // releasing its lock, because destroying an entry may need that lock.
+    // Removes every entry for which the predicate is true, and returns these entries in the order in which they are
+    // due. The caller must destroy these entries after releasing its lock, because destroying an entry may need that
+    // lock.
     template <typename Predicate>
     std::vector<Entry> RemoveIf(const Predicate& predicate)
     {
+        std::vector<DuePlace> matching;
+        std::copy_if(heap_.begin(), heap_.end(), std::back_inserter(matching),
+                     [&](const DuePlace& place) { return predicate(std::as_const(*slots_[place.slot].entry)); });
+        std::sort(matching.begin(), matching.end());
         std::vector<Entry> removed;
-        for (auto it = entries_.begin(); it != entries_.end();) {
-            const auto next = std::next(it);
-            if (predicate(std::as_const(it->second))) {
-                removed.push_back(std::move(entries_.extract(it).mapped()));
-            }
-            it = next;
+        for (const DuePlace& place : matching) {
+            removed.push_back(std::move(*Remove(place)));
         }
         return removed;
     }
 
-    bool IsEmpty() const { return entries_.empty(); }
+    bool IsEmpty() const { return heap_.empty(); }
 
 private:
-    std::map<DuePlace, Entry> entries_;
+    struct Slot {
+        std::optional<Entry> entry;  // no value: the slot is free
+        size_t position = 0;         // of the entry's place in heap_
+    };
+
+    uint32_t FreeSlot()
+    {
+        if (freeSlots_.empty()) {
+            slots_.emplace_back();
+            return static_cast<uint32_t>(slots_.size() - 1);
+        }
+        const uint32_t slot = freeSlots_.back();
+        freeSlots_.pop_back();
+        return slot;
+    }
+
+    std::optional<Entry> TakeAt(size_t position)
+    {
+        const uint32_t slot = heap_[position].slot;
+        std::optional<Entry> entry = std::exchange(slots_[slot].entry, std::nullopt);
+        freeSlots_.push_back(slot);
+        const DuePlace last = heap_.back();
+        heap_.pop_back();
+        if (position < heap_.size()) {
+            Put(position, last);
+            MoveDown(position);
+            MoveUp(position);
+        }
+        if (heap_.empty() && slots_.size() > KEPT_SLOTS) {
+            slots_ = {};  // a burst of entries has ended
+            freeSlots_ = {};
+            heap_ = {};
+        }
+        return entry;
+    }
+
+    void Put(size_t position, const DuePlace& place)
+    {
+        heap_[position] = place;
+        slots_[place.slot].position = position;
+    }
+
+    void MoveUp(size_t position)
+    {
+        const DuePlace place = heap_[position];
+        for (; position > 0 && place < heap_[(position - 1) / 2]; position = (position - 1) / 2) {
+            Put(position, heap_[(position - 1) / 2]);
+        }
+        Put(position, place);
+    }
+
+    void MoveDown(size_t position)
+    {
+        const DuePlace place = heap_[position];
+        for (size_t child = 2 * position + 1; child < heap_.size(); child = 2 * position + 1) {
+            if (child + 1 < heap_.size() && heap_[child + 1] < heap_[child]) {
+                ++child;
+            }
+            if (!(heap_[child] < place)) {
+                break;
+            }
+            Put(position, heap_[child]);
+            position = child;
+        }
+        Put(position, place);
+    }
+
+    static constexpr size_t KEPT_SLOTS = 64;
+
+    std::vector<DuePlace> heap_;  // each place is before the places of its two children
+    std::vector<Slot> slots_;
+    std::vector<uint32_t> freeSlots_;
     uint64_t lastNumber_ = 0;
 };
 

@@ -40,9 +40,10 @@ bool StartDetachedThread(Work run)
     }
 }
 
-// The state of a pool. Post passes work to an idle worker or starts a worker for it. Post queues work only if the pool
-// has reached its thread limit or the system refuses a thread. Below the thread limit, work therefore never waits for a
-// blocked worker. While work is queued, at least one worker runs and no worker is idle.
+// The state of a pool. All work goes through the queue. One worker at a time is called to the queue: an idle worker is
+// woken, or a new one is started. The worker that arrives takes the first work and calls the next worker before it runs
+// that work. Many posts at once therefore cost few wake-ups, and below the thread limit work never waits for a blocked
+// worker. While work is queued, a worker has been called, or all threads are busy and no further one can be started.
 class ElasticPool::State : public std::enable_shared_from_this<State> {
 public:
     State(const std::string& name, size_t maxThreads, ThreadStarter startThread)
@@ -56,42 +57,23 @@ public:
             return false;
         }
         MutexLock lock(mutex_);
-        bool refused = false;
-        if (idle_.empty() && queue_.empty() && threads_ < maxThreads_) {
-            if (StartWorker(job)) {
-                return true;
-            }
-            refused = true;
-        }
-        // No worker runs yet, but other calls of Post are starting threads. Wait until the system has started or
-        // refused one of these threads.
+        // No worker runs yet, but another call of Post is starting a thread. Wait until the system has started or
+        // refused this thread, because refused work must not stay in the queue.
         while (idle_.empty() && starting_ > 0 && starting_ == threads_) {
             settled_.Wait(mutex_);
         }
-        if (!idle_.empty()) {
-            const std::shared_ptr<Worker> worker = std::move(idle_.back());
-            idle_.pop_back();
-            worker->job = std::move(job);
-            lock.Unlock();
-            worker->handed.NotifyOne();
-            return true;
-        }
-        if (threads_ == 0 || queue_.size() >= MAX_POOL_QUEUE) {
+        if (queue_.size() >= MAX_POOL_QUEUE) {
             return false;
         }
         queue_.push_back(std::move(job));
-        // Older work may be queued already, because the system has refused a thread. The new worker must run that work
-        // first, so it is started without a job and takes one from the queue.
-        Job none;
-        if (!refused && threads_ < maxThreads_ && StartWorker(none)) {
-            return true;
+        const Call call = CallWorker();
+        if (threads_ == 0) {  // the system has refused even the first thread, so only this work is queued
+            job = std::move(queue_.back());
+            queue_.pop_back();
+            return false;
         }
-        if (!warned_) {
-            warned_ = true;
-            const auto threads = static_cast<uint32_t>(threads_);
-            lock.Unlock();
-            QuviewDFX::LogWarn(LABEL, "all %{public}u threads of pool %{public}s are busy; work waits", threads, name_);
-        }
+        lock.Unlock();
+        Finish(call);
         return true;
     }
 
@@ -123,28 +105,63 @@ public:
 
 private:
     struct Worker {
-        Job job;             // guarded by mutex_; empty while idle
+        bool called = true;  // guarded by mutex_; a new worker is called when it is started
         bool leave = false;  // guarded by mutex_
         SteadyTime idleSince;
-        CondVar handed;
+        CondVar wake;
     };
 
-    // Starts a worker with the job. If the job is empty, the worker takes a job from the queue. Returns false if the
-    // system refuses a thread, and then leaves the job unchanged. Releases the lock while the thread starts, because
-    // that takes long.
-    bool StartWorker(Job& job) REQUIRES(mutex_)
+    // What CallWorker leaves to do after the lock is released.
+    struct Call {
+        std::shared_ptr<Worker> woken;  // the worker to wake; null: none
+        size_t busyThreads = 0;         // the number of threads in the warning that all are busy; 0: no warning
+    };
+
+    // Calls a worker to the queue if work is queued and no called worker is still on its way.
+    Call CallWorker() REQUIRES(mutex_)
     {
-        auto worker = std::make_shared<Worker>();
-        worker->job = std::move(job);
+        Call call;
+        if (queue_.empty() || coming_ > 0) {
+            return call;
+        }
+        if (!idle_.empty()) {
+            call.woken = std::move(idle_.back());
+            idle_.pop_back();
+            call.woken->called = true;
+            ++coming_;
+        } else if ((threads_ >= maxThreads_ || !StartWorker()) && threads_ > 0 && !warned_) {
+            warned_ = true;
+            call.busyThreads = threads_;
+        }
+        return call;
+    }
+
+    void Finish(const Call& call) const EXCLUDES(mutex_)
+    {
+        if (call.woken) {
+            call.woken->wake.NotifyOne();
+        }
+        if (call.busyThreads > 0) {
+            QuviewDFX::LogWarn(LABEL, "all %{public}u threads of pool %{public}s are busy; work waits",
+                               static_cast<uint32_t>(call.busyThreads), name_);
+        }
+    }
+
+    // Starts a worker, which counts as called. Returns false if the system refuses a thread. Releases the lock while
+    // the thread starts, because that takes long.
+    bool StartWorker() REQUIRES(mutex_)
+    {
+        const auto worker = std::make_shared<Worker>();
         ++threads_;
         ++starting_;
+        ++coming_;
         mutex_.unlock();
         const bool started = startThread_([state = shared_from_this(), worker] { state->Run(worker); });
         mutex_.lock();
         --starting_;
         if (!started) {
-            job = std::move(worker->job);
             --threads_;
+            --coming_;
             gone_.NotifyAll();
         }
         settled_.NotifyAll();
@@ -154,49 +171,59 @@ private:
     void Run(const std::shared_ptr<Worker>& worker) EXCLUDES(mutex_)
     {
         pthread_setname_np(pthread_self(), name_.c_str());
-        Job job = std::exchange(worker->job, {});
-        if (!job.work) {
-            job = Next(worker, nullptr);
-        }
+        Job job = Next(worker, nullptr);
         while (job.work) {
             QuviewDFX::RunGuarded(LABEL, WORK, job.work);
             job.work = nullptr;
-            job = Next(worker, job.finished);
+            job = Next(worker, std::exchange(job.finished, nullptr));
         }
     }
 
     // Waits for the next job of the worker and returns it. Returns an empty job if the worker must end. finished: the
     // function to call when this worker counts as idle again (Post).
-    Job Next(const std::shared_ptr<Worker>& worker, const Work& finished) EXCLUDES(mutex_)
+    Job Next(const std::shared_ptr<Worker>& worker, Work finished) EXCLUDES(mutex_)
     {
         MutexLock lock(mutex_);
-        Job next;
-        if (!queue_.empty()) {
-            next = std::move(queue_.front());
-            queue_.pop_front();
-        } else if (!closing_) {
-            worker->idleSince = Clock::System().Now();
-            idle_.push_back(worker);
-            ArmTrim();
+        if (std::exchange(worker->called, false)) {
+            --coming_;
         }
-        const bool mayWait = !closing_;
+        while (queue_.empty()) {
+            const bool closing = closing_;
+            if (!closing) {
+                worker->idleSince = Clock::System().Now();
+                idle_.push_back(worker);
+                ArmTrim();
+            }
+            if (finished) {
+                lock.Unlock();
+                finished();
+                finished = nullptr;
+                lock.Lock();
+            }
+            if (closing) {
+                Retire(*worker);
+                return {};
+            }
+            // Waits without a time-out, because the kernel would have to set and remove a timer at every wait. Trim
+            // ends idle workers instead.
+            while (!worker->called && !worker->leave) {
+                worker->wake.Wait(mutex_);
+            }
+            if (worker->leave) {
+                return {};
+            }
+            worker->called = false;
+            --coming_;
+        }
+        Job next = std::move(queue_.front());
+        queue_.pop_front();
+        const Call call = CallWorker();
+        lock.Unlock();
+        Finish(call);
         if (finished) {
-            lock.Unlock();
             finished();
-            lock.Lock();
         }
-        if (next.work) {
-            return next;
-        }
-        if (!mayWait) {
-            Retire(*worker);
-        }
-        // Waits without a time-out, because the kernel would have to set and remove a timer at every wait. Trim ends
-        // idle workers instead.
-        while (!worker->job.work && !worker->leave) {
-            worker->handed.Wait(mutex_);
-        }
-        return std::exchange(worker->job, {});
+        return next;
     }
 
     // Ends the worker. The worker is removed from threads_ while the lock is held, so that no job is queued for a
@@ -204,7 +231,7 @@ private:
     void Retire(Worker& worker) REQUIRES(mutex_)
     {
         worker.leave = true;
-        worker.handed.NotifyOne();
+        worker.wake.NotifyOne();
         --threads_;
         gone_.NotifyAll();
     }
@@ -248,6 +275,7 @@ private:
     std::vector<std::shared_ptr<Worker>> idle_ GUARDED_BY(mutex_);  // the worker that was idle longest comes first
     size_t threads_ GUARDED_BY(mutex_) = 0;                         // including threads that are being started
     size_t starting_ GUARDED_BY(mutex_) = 0;                        // threads that are being started
+    size_t coming_ GUARDED_BY(mutex_) = 0;                          // called workers that have not arrived; 0 or 1
     bool closing_ GUARDED_BY(mutex_) = false;
     bool trimArmed_ GUARDED_BY(mutex_) = false;
     bool warned_ GUARDED_BY(mutex_) = false;

@@ -1,9 +1,11 @@
 #include "platform/tasks/elastic_pool.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <future>
+#include <memory>
 #include <numeric>
 #include <stdexcept>
 
@@ -16,13 +18,26 @@ using Tests::Gate;
 using Tests::LogCapture;
 using Tests::Trail;
 
+// Posts work that blocks until the gate is opened, and waits until a thread runs this work.
+void BlockOneThread(ElasticPool& pool, const Gate& gate, const Work& finished = nullptr)
+{
+    const auto running = std::make_shared<Trail<bool>>();
+    ASSERT_TRUE(pool.Post(
+        [running, wait = gate.Blocker()] {
+            running->Add(true);
+            wait();
+        },
+        finished));
+    ASSERT_EQ(running->WaitFor(1).size(), 1U);
+}
+
 TEST(ElasticPoolTest, ExcessWorkQueuesWithOneWarningAndOnlyFullQueueRefuses)
 {
     const LogCapture log;
     Trail<int> ran;
     ElasticPool pool("small", 1);
     Gate gate;
-    ASSERT_TRUE(pool.Post(gate.Blocker()));
+    BlockOneThread(pool, gate);
     for (int i = 0; i < 3; ++i) {
         ASSERT_TRUE(pool.Post([&, i] { ran.Add(i); }));
     }
@@ -56,7 +71,7 @@ protected:
 
 TEST_F(RefusedThreadsTest, IdleWorkerRunsWorkWhoseThreadWasRefused)
 {
-    ASSERT_TRUE(pool_.Post(gate_.Blocker(), [this] { ran_.Add(1); }));
+    BlockOneThread(pool_, gate_, [this] { ran_.Add(1); });
     gives_ = false;
     beforeAnswer_ = [this] {
         gate_.Open();
@@ -71,12 +86,10 @@ TEST_F(RefusedThreadsTest, ConcurrentPostsFailWhenBothThreadsAreRefused)
 {
     gives_ = false;
     std::future<bool> second;
-    beforeAnswer_ = [&] {
-        second = std::async(std::launch::async, [this] { return pool_.Post([] {}); });
-        asked_.WaitFor(2);
-    };
+    beforeAnswer_ = [&] { second = std::async(std::launch::async, [this] { return pool_.Post([] {}); }); };
     EXPECT_FALSE(pool_.Post([] {}));
     EXPECT_FALSE(second.get());
+    EXPECT_EQ(asked_.WaitFor(2).size(), 2U);
     EXPECT_EQ(pool_.QueuedCount(), 0U);
     gives_ = true;
     EXPECT_TRUE(pool_.Post([this] { ran_.Add(1); }));
@@ -85,12 +98,12 @@ TEST_F(RefusedThreadsTest, ConcurrentPostsFailWhenBothThreadsAreRefused)
 
 TEST_F(RefusedThreadsTest, WorkOfRefusedThreadRunsOnNextStartedThread)
 {
-    ASSERT_TRUE(pool_.Post(gate_.Blocker()));
+    BlockOneThread(pool_, gate_);
     gives_ = false;
     ASSERT_TRUE(pool_.Post([this] { ran_.Add(1); }));
     gives_ = true;
     ASSERT_TRUE(pool_.Post([this] { ran_.Add(2); }));
-    EXPECT_EQ(ran_.WaitFor(2), (std::vector<int>{1, 2})) << "the first worker is blocked all the while";
+    EXPECT_THAT(ran_.WaitFor(2), testing::UnorderedElementsAre(1, 2)) << "the first worker is blocked all the while";
 }
 
 TEST(ElasticPoolTest, IdleWorkerThreadEndsWithPool)
