@@ -6,9 +6,12 @@
 #include <array>
 #include <atomic>
 #include <charconv>
+#include <chrono>
 #include <ctime>
+#include <functional>
 #include <memory>
 #include <memory_resource>
+#include <optional>
 #include <string>
 
 #include "platform/base/clock.h"
@@ -28,6 +31,47 @@ using Text = std::pmr::string;
 std::atomic<LogLevel> g_level{LogLevel::INFO};
 
 constinit NeverDestroyed<SinkHolder<LogSink>> g_sink;
+
+// Limits how many lines one log call writes in a second (SetLogLineLimit). Two calls may share a slot and then its
+// limit.
+class LineLimit {
+public:
+    void Set(uint32_t linesPerSecond) noexcept { limit_.store(linesPerSecond, std::memory_order_relaxed); }
+
+    // Returns nullopt if the line must be left out. Otherwise returns how many lines of this call were left out since
+    // its last line. format: identifies the log call, because each call has its own literal.
+    std::optional<uint32_t> Admit(const char* format) noexcept
+    {
+        const uint32_t limit = limit_.load(std::memory_order_relaxed);
+        if (limit == 0) {
+            return 0;
+        }
+        Slot& slot = slots_[std::hash<const char*>{}(format) / alignof(uint64_t) % slots_.size()];
+        const int64_t now = std::chrono::floor<std::chrono::seconds>(Clock::System().Now()).time_since_epoch().count();
+        int64_t second = slot.second.load(std::memory_order_relaxed);
+        if (second != now && slot.second.compare_exchange_strong(second, now, std::memory_order_relaxed)) {
+            slot.lines.store(0, std::memory_order_relaxed);
+        }
+        if (slot.lines.fetch_add(1, std::memory_order_relaxed) >= limit) {
+            slot.leftOut.fetch_add(1, std::memory_order_relaxed);
+            return std::nullopt;
+        }
+        return slot.leftOut.load(std::memory_order_relaxed) == 0 ? 0
+                                                                 : slot.leftOut.exchange(0, std::memory_order_relaxed);
+    }
+
+private:
+    struct Slot {
+        std::atomic<int64_t> second{0};
+        std::atomic<uint32_t> lines{0};  // in this second, including the lines that were left out
+        std::atomic<uint32_t> leftOut{0};
+    };
+
+    std::atomic<uint32_t> limit_{0};
+    std::array<Slot, 512> slots_{};
+};
+
+constinit LineLimit g_lineLimit;
 
 char LevelLetter(LogLevel level)
 {
@@ -71,24 +115,42 @@ public:
     }
 
 private:
+    // The parts of a time that change once a second or less. Each thread keeps the parts of its last line, because
+    // converting a time to local time is the slowest step of a line.
+    struct Second {
+        std::time_t time = -1;
+        std::array<char, 24> date{};   // up to the decimal point
+        std::array<char, 8> offset{};  // such as "+01:00"
+    };
+
     static void AppendTime(Text& line)
     {
+        thread_local Second second;
         const auto now = std::chrono::floor<std::chrono::milliseconds>(Clock::System().WallNow());
-        const std::time_t seconds = WallTime::clock::to_time_t(now);
-        tm parts{};
-        localtime_r(&seconds, &parts);
-        std::array<char, 24> text{};
-        line.append(text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S.", &parts));
+        const std::time_t time = WallTime::clock::to_time_t(now);
+        if (time != second.time) {
+            second = SecondOf(time);
+        }
         const auto milliseconds = static_cast<unsigned>(now.time_since_epoch().count() % 1000);
+        line += second.date.data();
         line += {static_cast<char>('0' + milliseconds / 100), static_cast<char>('0' + milliseconds / 10 % 10),
                  static_cast<char>('0' + milliseconds % 10)};
+        line += second.offset.data();
+    }
+
+    static Second SecondOf(std::time_t time)
+    {
+        Second second{.time = time};
+        tm parts{};
+        localtime_r(&time, &parts);
+        std::strftime(second.date.data(), second.date.size(), "%Y-%m-%dT%H:%M:%S.", &parts);
         // strftime writes an offset such as "+0100", but RFC 3339 requires "+01:00".
-        std::array<char, 8> offset{};
-        const size_t length = std::strftime(offset.data(), offset.size(), "%z", &parts);
-        line.append(offset.data(), std::min<size_t>(length, 3));
-        if (length == 5) {
-            line += {':', offset[3], offset[4]};
+        if (std::strftime(second.offset.data(), second.offset.size(), "%z", &parts) == 5) {
+            second.offset[5] = second.offset[4];
+            second.offset[4] = second.offset[3];
+            second.offset[3] = ':';
         }
+        return second;
     }
 };
 
@@ -98,7 +160,7 @@ void AppendArgument(Text& out, const LogArgument& argument)
     std::to_chars_result end{digits.data(), {}};
     switch (argument.kind) {
         case LogArgument::Kind::TEXT:
-            // Text from a peer or a file may contain anything, so it is escaped before a sink gets it.
+            // Text from a peer or a file may contain anything, so the text is escaped before a sink gets the line.
             if (IsPrintableAscii(argument.text)) {
                 out += argument.text;
             } else {
@@ -151,15 +213,29 @@ void SetLogLevel(LogLevel level) noexcept
     g_level.store(level, std::memory_order_relaxed);
 }
 
+void SetLogLineLimit(uint32_t linesPerSecond) noexcept
+{
+    g_lineLimit.Set(linesPerSecond);
+}
+
 void WriteLog(LogLevel level, const LogLabel& label, std::string_view format, const LogArgument* arguments,
               size_t /*count*/) noexcept
 {
+    const std::optional<uint32_t> leftOut = g_lineLimit.Admit(format.data());
+    if (!leftOut) {
+        return;
+    }
     try {
         std::array<char, STACK_BYTES> stack;
         std::pmr::monotonic_buffer_resource memory(stack.data(), stack.size());
         Text message(&memory);
         message.reserve(STACK_BYTES - 1);
         Format(message, format, arguments);
+        if (*leftOut > 0) {
+            message += "; ";
+            message += std::to_string(*leftOut);
+            message += " lines like it were left out";
+        }
         if (const std::shared_ptr<LogSink> sink = g_sink.value.Get()) {
             sink->Write({level, label, message});
         } else {

@@ -1,6 +1,6 @@
 // Sinks: objects that write log lines, system events or trace calls. The process has one sink for each of the three
 // kinds. The host sets the sinks at start, and tests set their own. A sink is called on any thread, possibly on several
-// threads at once. It must not block for long, and it must not log. Without a sink, log lines are written to standard
+// threads at once. A sink must not block for long and must not log. Without a sink, log lines are written to standard
 // error. Events and trace calls are then discarded.
 #pragma once
 
@@ -66,6 +66,11 @@ void SetTraceSink(std::shared_ptr<TraceSink> sink);
 
 // Records below this level are dropped before they are formatted. Default: INFO.
 void SetLogLevel(LogLevel level) noexcept;
+
+// Sets how many lines each log call of the source code may write in a second. Further lines are left out, and the next
+// line of that call says how many. So a peer or a client that causes a line with each message cannot fill the disk.
+// 0: no limit, which is the default.
+void SetLogLineLimit(uint32_t linesPerSecond) noexcept;
 
 // Makes a sink that writes each line to standard error with one write(2). A line looks like
 // "2026-11-21T12:08:06.123+01:00 I Tag: message". The time is local time (RFC 3339).

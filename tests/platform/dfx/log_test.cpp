@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 
 #include "tests/support/log_capture.h"
@@ -42,6 +43,24 @@ TEST(LogTest, PrivateArgumentsAreMaskedAndLowLevelsDropped)
         c.log();
         EXPECT_EQ(log.Text(), c.expected + "\n");
     }
+}
+
+TEST(LogTest, CallBeyondItsLineLimitIsCountedAndOtherCallsAreWritten)
+{
+    const Tests::LogCapture log;
+    SetLogLineLimit(3);
+    int calls = 0;
+    do {
+        LogInfo(LABEL, "flood");
+        ++calls;
+    } while (!log.Contains("left out"));
+    LogInfo(LABEL, "other call");
+    SetLogLineLimit(0);
+    const std::string text = log.Text();
+    const auto written = std::count(text.begin(), text.end(), '\n') - 1;
+    EXPECT_LE(written, 7);  // three in the first second, at most three in a second one, and the last line
+    EXPECT_THAT(text, testing::HasSubstr("flood; " + std::to_string(calls - written) + " lines like it were left out"));
+    EXPECT_THAT(text, testing::HasSubstr("\nother call\n"));
 }
 
 TEST(LogTest, StandardErrorGetsOneLinePerRecord)
