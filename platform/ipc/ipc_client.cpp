@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "platform/ipc/unix_socket.h"
@@ -11,6 +12,7 @@ namespace Vexo::Ipc {
 namespace {
 
 constexpr std::chrono::milliseconds CONNECT_LIMIT{5000};
+constexpr std::chrono::microseconds RECEIVE_LIMIT_SLACK{1000};
 
 std::chrono::microseconds Remaining(SteadyTime deadline)
 {
@@ -73,8 +75,8 @@ int32_t IpcConnection::Exchange(int socket, const IpcHeader& request, const Mess
     if (sent < 0 && errno == EAGAIN) {
         return IPC_TIMED_OUT;  // nothing was sent, so no late reply can arrive
     }
-    // A server that refuses a connection sends the reason before it closes the connection. A reply may therefore be
-    // there to read even after a failed send.
+    // A server that refuses a connection sends the reason before it closes the connection. So a reply can often be read
+    // even after a failed send.
     const int32_t status = Receive(socket, request.abilityId, reply, sent < 0 ? Clock::System().Now() : deadline);
     if (sent < 0) {
         Close();
@@ -94,7 +96,7 @@ int32_t IpcConnection::Receive(int socket, uint32_t abilityId, MessageParcel& re
     ssize_t size = -1;
     int resets = 0;
     do {
-        SetReceiveLimit(socket, Remaining(deadline));
+        LimitReceive(socket, Remaining(deadline));
         // With MSG_TRUNC, recv(2) returns the size of the whole datagram.
         size = ::recv(socket, buffer_.get(), MAX_DATAGRAM_SIZE, MSG_TRUNC);
         // The kernel reports ECONNRESET once. A reply that arrived before the reset can still be read afterwards.
@@ -112,6 +114,18 @@ int32_t IpcConnection::Receive(int socket, uint32_t abilityId, MessageParcel& re
     }
     reply.ParseFrom(buffer_.get() + IPC_HEADER_SIZE, bytes - IPC_HEADER_SIZE);
     return static_cast<int32_t>(header.code);
+}
+
+// Limits how long the next recv(2) blocks. remaining: the time limit; recv may block slightly longer. Keeps the present
+// limit of the socket if it is not shorter than the new limit and not much longer. That is usual and saves a system
+// call, because most calls have the same time limit.
+void IpcConnection::LimitReceive(int socket, std::chrono::microseconds remaining)
+{
+    remaining = std::max(remaining, std::chrono::microseconds(0));
+    if (receiveLimit_ < remaining || receiveLimit_ > remaining + 2 * RECEIVE_LIMIT_SLACK) {
+        receiveLimit_ = remaining + RECEIVE_LIMIT_SLACK;
+        SetReceiveLimit(socket, receiveLimit_);
+    }
 }
 
 bool IpcConnection::IsOpen() const

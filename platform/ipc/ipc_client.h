@@ -1,7 +1,7 @@
 // IpcConnection: a client's connection to a daemon's socket. RemoteProxy: an IRemoteObject that sends requests to one
 // ability through a connection. The requests of one connection are sent one at a time; a second caller waits. Every
 // call has a time limit. When this limit passes, the connection is closed, because a late reply could be mistaken for
-// the reply to the next request. Any thread.
+// the reply to the next request. Thread-safe.
 #pragma once
 
 #include <chrono>
@@ -25,8 +25,8 @@ public:
     [[nodiscard]] static Result<std::shared_ptr<IpcConnection>> Connect(const std::string& socketPath);
 
     // Sends one request and blocks until its reply arrives. Returns the reply's status, IPC_CLOSED, IPC_TIMED_OUT or
-    // IPC_BAD_DATAGRAM. limit: the longest time of the call, including the wait for earlier callers. If the limit
-    // passes before the request is sent, the connection stays open.
+    // IPC_BAD_DATAGRAM. limit: the longest time of the call, including the wait for earlier callers. A call may exceed
+    // its limit by 2 ms. If the limit passes before the request is sent, the connection stays open.
     int32_t Transact(uint32_t abilityId, uint32_t code, const MessageParcel& data, MessageParcel& reply,
                      std::chrono::milliseconds limit);
     // Returns false if the client or the server has closed the connection. Does not block.
@@ -40,13 +40,16 @@ private:
     int32_t Exchange(int socket, const IpcHeader& request, const MessageParcel& data, MessageParcel& reply,
                      SteadyTime deadline);
     int32_t Receive(int socket, uint32_t abilityId, MessageParcel& reply, SteadyTime deadline);
+    void LimitReceive(int socket, std::chrono::microseconds remaining);
 
     mutable Mutex mutex_;
     CondVar idle_;
-    bool busy_ GUARDED_BY(mutex_) = false;    // a call runs; only this call uses buffer_ and may close the socket
+    bool busy_ GUARDED_BY(mutex_) = false;    // a call runs, and only this call may close the socket
     bool closed_ GUARDED_BY(mutex_) = false;  // no call may start; a running call closes the socket
     UniqueFd socket_ GUARDED_BY(mutex_);
-    std::unique_ptr<uint8_t[]> buffer_;  // for one datagram; allocated by the first call
+    // Only the running call uses the members below.
+    std::unique_ptr<uint8_t[]> buffer_;           // for one datagram; allocated by the first call
+    std::chrono::microseconds receiveLimit_{-1};  // the receive limit of the socket; -1: not set yet
 };
 
 class RemoteProxy : public IRemoteObject {

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -26,6 +27,7 @@
 #include "platform/ipc/later_reply.h"
 #include "platform/ipc/server_connection.h"
 #include "platform/ipc/unix_socket.h"
+#include "platform/ipc/worker_buffers.h"
 
 namespace Vexo::Ipc {
 namespace {
@@ -42,25 +44,6 @@ constexpr uint64_t STOP_EVENT = 1;
 constexpr int MAX_ACCEPTS_AT_ONCE = 64;
 constexpr std::chrono::milliseconds LINGER_LIMIT{2};
 constexpr size_t MAX_LINGERING = 8;
-// A worker frees the memory of a parcel that was larger than this after a request.
-constexpr size_t KEPT_PARCEL_SIZE = 16 * 1024;
-
-// The buffers of one worker, which it uses again for each request. The datagram buffer is not initialised, because the
-// system then provides only the pages that are written.
-struct Buffers {
-    std::unique_ptr<uint8_t[]> datagram = std::make_unique_for_overwrite<uint8_t[]>(MAX_DATAGRAM_SIZE);
-    MessageParcel data;
-    MessageParcel reply;
-
-    void Trim()
-    {
-        for (MessageParcel* parcel : {&data, &reply}) {
-            if (parcel->GetDataSize() > KEPT_PARCEL_SIZE) {
-                *parcel = MessageParcel();
-            }
-        }
-    }
-};
 
 class Server : public IpcServer {
 public:
@@ -68,7 +51,7 @@ public:
         : options_(std::move(options)),
           identify_(std::move(identify)),
           dispatch_(std::move(dispatch)),
-          shares_(options_.shares)
+          shares_(std::make_shared<UserShares>(options_.shares))
     {
     }
     ~Server() override;
@@ -94,6 +77,7 @@ private:
     static void TurnAway(UniqueFd socket, IpcStatus status);
     std::shared_ptr<ServerConnection> Find(uint64_t id);
     void OnEvent(const epoll_event& event, Buffers& buffers);
+    void ServeInTurn(std::shared_ptr<ServerConnection> connection, Buffers& buffers);
     Serving Serve(const std::shared_ptr<ServerConnection>& connection, Buffers& buffers);
     ssize_t Linger(const ServerConnection& connection, Buffers& buffers);
     ServerConnection::Sent Answer(const std::shared_ptr<ServerConnection>& connection, size_t size, Buffers& buffers);
@@ -109,11 +93,11 @@ private:
     dev_t socketDevice_ = 0;
     ino_t socketInode_ = 0;
 
-    UserShares shares_;
+    const std::shared_ptr<UserShares> shares_;
     CallerFaults faults_;
 
-    // Only the worker that accepts connections uses these two members.
-    UniqueFd reserve_;  // closed to accept and refuse a client when no descriptor is left
+    // reserve_ and lastId_ are used only by the worker that accepts connections.
+    UniqueFd reserve_;  // if no descriptor is left, this one is closed, so that a client can be accepted and refused
     uint64_t lastId_ = STOP_EVENT;
 
     std::atomic<size_t> waiting_{0};    // number of workers in epoll_wait
@@ -134,6 +118,7 @@ Server::~Server()
     while (threads_ != 0) {
         workerGone_.Wait(mutex_);
     }
+    shares_->Stop();
     // A handler may still complete a later reply (later_reply.h). That reply is then dropped, because its connection is
     // closed.
     for (const auto& [id, connection] : connections_) {
@@ -182,7 +167,7 @@ void Server::StopAccepting()
         ::shutdown(listener_.Get(), SHUT_RDWR);
     }
     if (stopEvent_) {
-        ::eventfd_write(stopEvent_.Get(), 1);  // nobody reads this event, so every worker gets it
+        ::eventfd_write(stopEvent_.Get(), 1);  // no worker reads the event, so epoll reports it to every worker
     }
 }
 
@@ -244,8 +229,8 @@ bool Server::AwaitEvent(epoll_event& event)
     return !stopping_;
 }
 
-// Returns true if this worker, which was idle for too long, must end. The last waiting worker does not end. It waits
-// without a time-out, so that an idle server never wakes up.
+// Returns true if this worker, which was idle for too long, must end. The last waiting worker does not end. That worker
+// waits without a time-out, so that an idle server never wakes up.
 bool Server::EndsAfterIdling()
 {
     size_t waiting = waiting_;
@@ -314,7 +299,7 @@ void Server::Accept(UniqueFd socket)
         TurnAway(std::move(socket), IPC_REFUSED);
         return;
     }
-    if (const char* why = shares_.AddConnection(peer.uid)) {
+    if (const char* why = shares_->AddConnection(peer.uid)) {
         faults_.TurnedAway(peer.uid, why);
         TurnAway(std::move(socket), IPC_BUSY);
         return;
@@ -354,26 +339,39 @@ void Server::OnEvent(const epoll_event& event, Buffers& buffers)
     if (!connection) {
         return;  // the connection was dropped after epoll_wait returned the event
     }
-    Serving next = Serving::DROP;
     switch (connection->TakeTurn(event.events)) {
         case ServerConnection::Turn::NONE:
-            return;
+            break;
         case ServerConnection::Turn::DROP:
+            Drop(*connection);
             break;
         case ServerConnection::Turn::SERVE:
-            if (!shares_.BeginRequest(connection)) {
-                return;
-            }
-            next = Serve(connection, buffers);
-            if (const auto waiting = shares_.EndRequest(connection->Caller().uid)) {
-                waiting->Arm();
-            }
+            ServeInTurn(connection, buffers);
             break;
     }
-    if (next == Serving::ARM) {
-        connection->Arm();
-    } else if (next == Serving::DROP) {
-        Drop(*connection);
+}
+
+// Serves the connection, and then those of the same user that wait for the end of its request. The worker does this
+// itself, because waking another worker for each of them would cost more than many requests do.
+void Server::ServeInTurn(std::shared_ptr<ServerConnection> connection, Buffers& buffers)
+{
+    while (connection) {
+        const std::optional<SteadyTime> began = shares_->BeginRequest(connection);
+        if (!began) {
+            return;
+        }
+        const Serving next = Serve(connection, buffers);
+        std::shared_ptr<ServerConnection> waiting = shares_->EndRequest(connection->Caller().uid, *began);
+        if (next == Serving::ARM) {
+            connection->Arm();
+        } else if (next == Serving::DROP) {
+            Drop(*connection);
+        }
+        if (waiting && stopping_) {
+            waiting->Arm();
+            return;
+        }
+        connection = std::move(waiting);
     }
 }
 
@@ -396,17 +394,18 @@ Server::Serving Server::Serve(const std::shared_ptr<ServerConnection>& connectio
                 return Serving::DROP;
         }
         buffers.Trim();
-        if (shares_.HasWaiting(connection->Caller().uid)) {
-            return Serving::ARM;
+        if (shares_->IsLimited(connection->Caller().uid)) {
+            return Serving::ARM;  // while the worker lingered, other connections of the user would have to wait
         }
         size = Linger(*connection, buffers);
     }
     return errno == EAGAIN ? Serving::ARM : Serving::DROP;
 }
 
-// Waits for a moment on the connection's own socket for the next request, because a busy client sends it at once. This
-// saves re-arming the epoll and waking a second worker. At most MAX_LINGERING workers wait like this, and only while
-// another worker waits on the epoll. Returns the result of Receive, or -1 with errno EAGAIN if no request arrived.
+// Waits for a moment on the connection's own socket for the next request, because a busy client sends its next request
+// at once. This saves re-arming the epoll and waking a second worker. At most MAX_LINGERING workers wait like this, and
+// only while another worker waits on the epoll. Returns the result of Receive, or -1 with errno EAGAIN if no request
+// arrived.
 ssize_t Server::Linger(const ServerConnection& connection, Buffers& buffers)
 {
     if (stopping_ || waiting_.load() == 0 || lingering_.load() >= MAX_LINGERING) {
@@ -467,7 +466,7 @@ void Server::Drop(ServerConnection& connection)
         faults_.FailedReply(caller, "it does not read its replies");
     }
     connection.Close();
-    shares_.RemoveConnection(caller.uid);
+    shares_->RemoveConnection(caller.uid);
     {
         const MutexLock lock(mutex_);
         connections_.erase(connection.Id());

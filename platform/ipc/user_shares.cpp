@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <thread>
 #include <utility>
 
 #include "platform/base/check.h"
@@ -15,6 +16,9 @@ ShareLimits Complete(ShareLimits limits)
 {
     if (!limits.isLimited) {
         limits.isLimited = [own = ::geteuid()](uid_t user) { return user != 0 && user != own; };
+    }
+    if (limits.userNewRequests == 0) {
+        limits.userNewRequests = std::max<size_t>(std::thread::hardware_concurrency() / 2, 1);
     }
     return limits;
 }
@@ -57,36 +61,83 @@ void UserShares::RemoveConnection(uid_t user)
 // client has disconnected.
 void UserShares::ForgetUnused(Shares::iterator share)
 {
-    if (share->second.connections == 0 && share->second.requests == 0) {
+    if (share->second.connections == 0 && share->second.running.empty()) {
         shares_.erase(share);
     }
 }
 
-bool UserShares::BeginRequest(const std::shared_ptr<ServerConnection>& connection)
+std::optional<SteadyTime> UserShares::BeginRequest(const std::shared_ptr<ServerConnection>& connection)
 {
     const uid_t user = connection->Caller().uid;
+    const SteadyTime now = Tasks::Timers::System().Now();
     if (!limits_.isLimited(user)) {
-        return true;
+        return now;
     }
     const MutexLock lock(mutex_);
     Share& share = shares_.at(user);
-    if (share.requests >= limits_.userRequests) {
+    if (FreeOf(share) == 0) {
         share.waiting.push_back(connection);
-        return false;
+        ArmLater(user, share);
+        return std::nullopt;
     }
-    ++share.requests;
-    return true;
+    share.running.push_back(now);
+    return now;
 }
 
-std::shared_ptr<ServerConnection> UserShares::EndRequest(uid_t user)
+// Returns how many more requests of the user may begin now.
+size_t UserShares::FreeOf(const Share& share) const
+{
+    const SteadyTime now = Tasks::Timers::System().Now();
+    const auto newOnes =
+        static_cast<size_t>(std::count_if(share.running.begin(), share.running.end(),
+                                          [now](SteadyTime began) { return now - began < NEW_REQUEST_TIME; }));
+    return std::min(limits_.userRequests - std::min(limits_.userRequests, share.running.size()),
+                    limits_.userNewRequests - std::min(limits_.userNewRequests, newOnes));
+}
+
+// Starts the timer that arms waiting connections when the running requests are no longer new. If the user's share of
+// requests is used up, no timer is needed, because the next request begins when another one ends.
+void UserShares::ArmLater(uid_t user, Share& share)
+{
+    if (!share.timer.IsArmed() && share.running.size() < limits_.userRequests) {
+        share.timer = Tasks::Timers::System().CallAfter(NEW_REQUEST_TIME, [weak = weak_from_this(), user] {
+            if (const auto self = weak.lock()) {
+                self->ArmWaiting(user);
+            }
+        });
+    }
+}
+
+void UserShares::ArmWaiting(uid_t user)
+{
+    const MutexLock lock(mutex_);
+    const auto found = shares_.find(user);
+    if (found == shares_.end()) {
+        return;
+    }
+    Share& share = found->second;
+    share.timer.Cancel();
+    for (size_t free = FreeOf(share); free > 0 && !share.waiting.empty(); --free) {
+        share.waiting.front()->Arm();
+        share.waiting.pop_front();
+    }
+    if (!share.waiting.empty()) {
+        ArmLater(user, share);
+    }
+}
+
+std::shared_ptr<ServerConnection> UserShares::EndRequest(uid_t user, SteadyTime began)
 {
     if (!limits_.isLimited(user)) {
         return nullptr;
     }
     const MutexLock lock(mutex_);
     const auto share = shares_.find(user);
-    DISTNET_CHECK(share != shares_.end() && share->second.requests > 0, "a request that began ends once");
-    --share->second.requests;
+    DISTNET_CHECK(share != shares_.end(), "a request that began ends once");
+    std::vector<SteadyTime>& running = share->second.running;
+    const auto ended = std::find(running.begin(), running.end(), began);
+    DISTNET_CHECK(ended != running.end(), "a request that began ends once");
+    running.erase(ended);
     std::shared_ptr<ServerConnection> next;
     if (auto& waiting = share->second.waiting; !waiting.empty()) {
         next = std::move(waiting.front());
@@ -96,13 +147,12 @@ std::shared_ptr<ServerConnection> UserShares::EndRequest(uid_t user)
     return next;
 }
 
-bool UserShares::HasWaiting(uid_t user)
+void UserShares::Stop()
 {
-    if (!limits_.isLimited(user)) {
-        return false;
-    }
     const MutexLock lock(mutex_);
-    return !shares_.at(user).waiting.empty();
+    for (auto& [user, share] : shares_) {
+        share.waiting.clear();
+    }
 }
 
 }  // namespace Vexo::Ipc

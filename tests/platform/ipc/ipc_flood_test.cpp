@@ -75,7 +75,7 @@ TEST(UserSharesTest, LimitedUserGetsShareOfConnectionsWithoutReserve)
 {
     constexpr uid_t LIMITED = 1000;
     constexpr uid_t OTHER = 1001;
-    UserShares shares({4, 1, 2, 2, [](uid_t user) { return user == LIMITED; }});
+    UserShares shares({4, 1, 2, 2, 2, [](uid_t user) { return user == LIMITED; }});
     const auto connects = [&](uid_t user) { return shares.AddConnection(user) == nullptr; };
     EXPECT_TRUE(connects(LIMITED) && connects(LIMITED));
     EXPECT_FALSE(connects(LIMITED)) << "its share is used up";
@@ -105,6 +105,22 @@ TEST_F(IpcFloodTest, RequestsBeyondUserShareWaitAndAllRun)
         EXPECT_EQ(ReceiveRaw(socket).status, IPC_OK);
     }
     EXPECT_EQ(entered_, sockets.size());
+}
+
+TEST_F(IpcFloodTest, RequestsOfOneUserBeginOneAfterAnotherAndBlockedOnesDelayNone)
+{
+    options_.shares.userNewRequests = 1;
+    options_.shares.isLimited = [](uid_t) { return true; };
+    ServeGate();
+    std::vector<UniqueFd> sockets(5);
+    const auto began = std::chrono::steady_clock::now();
+    std::generate(sockets.begin(), sockets.end(), [this] { return Send(); });
+    EXPECT_TRUE(Entered(sockets.size()));
+    EXPECT_GE(std::chrono::steady_clock::now() - began, (sockets.size() - 1) * NEW_REQUEST_TIME);
+    Release();
+    for (const UniqueFd& socket : sockets) {
+        EXPECT_EQ(ReceiveRaw(socket).status, IPC_OK);
+    }
 }
 
 TEST_F(IpcFloodTest, NewClientsAreRefusedWhileDescriptorsRunOut)
