@@ -8,12 +8,13 @@ function(distnet_service_sources)
     endforeach()
 endfunction()
 
-# distnet_add_test(<name> <source…> [LIBS <library…>] [DAEMON] [TIMEOUT <seconds>])
+# distnet_add_test(<name> <source…> [LIBS <library…>] [DAEMON] [ALONE] [TIMEOUT <seconds>])
 # Builds one GoogleTest program and registers each of its cases as "<name>/<case>", labelled with the folder.
 # DAEMON: the test starts the programs. They are built before the test, and DISTNET_BIN_DIR is defined as their folder.
+# ALONE: while a case runs, ctest runs no other test.
 # TIMEOUT: for each case, in seconds; default: 60.
 function(distnet_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "DAEMON" "TIMEOUT" "LIBS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "DAEMON;ALONE" "TIMEOUT" "LIBS")
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 60)
     endif()
@@ -36,5 +37,6 @@ function(distnet_add_test name)
         PROPERTIES
             LABELS "${label}"
             TIMEOUT ${arg_TIMEOUT}
+            RUN_SERIAL ${arg_ALONE}
             ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0")
 endfunction()

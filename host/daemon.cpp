@@ -21,6 +21,7 @@ namespace Vexo::Host {
 namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
+constexpr uint32_t LOG_LINES_PER_SECOND = 200;  // of each log call
 constexpr const char* IDENTITY_FOLDER = "identity";
 constexpr mode_t SOCKET_FOLDER = 0755;  // accessible to all users; ipc.socket_mode decides who may connect
 
@@ -29,7 +30,7 @@ std::string Quoted(const std::string& text)
     return "\"" + EscapeHidden(text) + "\"";
 }
 
-// Reports activity to IdleMemory when the service or the collaboration framework is registered or removed.
+// Calls IdleMemory::MarkActive when the service or the collaboration framework is registered or removed.
 class ActivityWatch : public SystemAbilityStatusChangeStub {
 public:
     explicit ActivityWatch(std::shared_ptr<IdleMemory> memory) : memory_(std::move(memory)) {}
@@ -120,6 +121,7 @@ bool Daemon::UseJournal(const Say& say)
 Result<void> Daemon::PrepareRecords(const Say& say)
 {
     QuviewDFX::SetLogLevel(configuration_.logLevel);
+    QuviewDFX::SetLogLineLimit(LOG_LINES_PER_SECOND);
     auto events = QuviewDFX::EventFile::Open(
         {configuration_.eventsFile, configuration_.eventsMaxBytes, configuration_.eventsFiles});
     if (!events) {
@@ -187,7 +189,10 @@ void Daemon::StartNetworkUse()
     NetworkUseOptions options;
     options.configuration = configuration_;
     options.device = device_.get();
-    options.link = [this] { return link_->Facts(); };
+    options.link = [this] {
+        const AccountLink* const link = usedLink_.load();
+        return link != nullptr ? link->Facts() : LinkFacts{};
+    };
     options.askService = [this](const std::string& networkId) { return clients_->StartDistributedNetwork(networkId); };
     network_ = NetworkUse::Start(std::move(options));
 }
@@ -234,6 +239,7 @@ Result<void> Daemon::StartLink(const Say& say)
     AccountLinkOptions options = LinkOptions(say);
     const SoftBus::SoftBusOptions softBus = options.softBus;
     link_ = AccountLink::Make(std::move(options));
+    usedLink_.store(link_.get());
     account_ = AccountOperations::Make({configuration_.stateDir / IDENTITY_FOLDER, link_, softBus});
     if (Result<void> started = link_->Start(); !started) {
         return started;
@@ -359,8 +365,8 @@ void Daemon::Drain()
     if (link_) {
         link_->Stop(deadline);
     }
-    // Do not wait for workers that handle requests of ability 1164. These requests may block for seconds, and stopping
-    // them loses nothing.
+    // Do not wait for workers that handle requests of ability 1164. These requests may block for seconds, and no data
+    // is lost if they are interrupted.
     if (ipc_) {
         ipc_->AwaitWorkers(deadline, [this] { return asking_.load(); });
     }

@@ -82,10 +82,11 @@ private:
     std::unique_ptr<RemovalEffects> removals_;
     std::unique_ptr<NetworkUse> network_;
     std::shared_ptr<AccountLink> link_;
+    std::atomic<AccountLink*> usedLink_{nullptr};  // link_ after it is created; automatic mode may need it earlier
     std::shared_ptr<AccountOperations> account_;
     std::shared_ptr<AccountRights> accountRights_;
     std::unique_ptr<Ipc::IpcServer> ipc_;
-    std::atomic<Ipc::IpcServer*> counted_{nullptr};  // ipc_ after it is set; the first request may come earlier
+    std::atomic<Ipc::IpcServer*> counted_{nullptr};  // set to ipc_ after ipc_ exists; a request may arrive before that
     std::atomic<size_t> asking_{0};                  // running requests to ability 1164, which Drain does not wait for
 };
 

@@ -50,7 +50,7 @@ QuviewDFX::HealthCheck CheckOf(const AbilityCheck& check, const Linux::Presence&
         return QuviewDFX::Unhealthy(check.name, presence.reason,
                                     "Switch it on: rfkill unblock wifi; nmcli radio wifi on");
     }
-    if (presence.isThere) {
+    if (presence.isPresent) {
         return QuviewDFX::Healthy(check.name, presence.reason);
     }
     return check.isNeeded ? QuviewDFX::Unhealthy(check.name, presence.reason, check.advice)
@@ -61,8 +61,8 @@ class SimulatedPlatform final : public Device {
 public:
     explicit SimulatedPlatform(std::unique_ptr<Simulated::SimulatedDevice> device) : device_(std::move(device)) {}
     void Stop() override { device_->Stop(); }
-    // Returns no lines, because abilities are registered and removed as the state file changes, and each change is
-    // logged.
+    // Returns no lines, because abilities are registered and removed as the state file changes. Each of these changes
+    // is logged.
     std::vector<std::string> Lines() const override { return {}; }
     std::vector<QuviewDFX::HealthCheck> Checks() const override { return {}; }
     RadioState Radio() const override
@@ -98,7 +98,7 @@ public:
         std::vector<std::string> lines;
         for (const Linux::AbilityState& ability : device_->Abilities()) {
             lines.push_back(
-                AbilityLine(ability.id, (ability.presence.isThere ? "" : "not there: ") + ability.presence.reason));
+                AbilityLine(ability.id, (ability.presence.isPresent ? "" : "not there: ") + ability.presence.reason));
         }
         return lines;
     }
@@ -145,7 +145,7 @@ public:
     RadioState Radio() const override
     {
         for (const Linux::AbilityState& ability : device_->Abilities()) {
-            if (ability.id == WIFI_DEVICE_SYS_ABILITY_ID && ability.presence.isThere) {
+            if (ability.id == WIFI_DEVICE_SYS_ABILITY_ID && ability.presence.isPresent) {
                 return ability.presence.isBlocked       ? RadioState::BLOCKED
                        : ability.presence.isSwitchedOff ? RadioState::SWITCHED_OFF
                                                         : RadioState::ON;
@@ -172,7 +172,7 @@ private:
     QuviewDFX::HealthCheck CheckBluetooth() const
     {
         const Linux::BluetoothState state = bluetooth_->state();
-        return state.presence.isThere && !state.presence.isSwitchedOff
+        return state.presence.isPresent && !state.presence.isSwitchedOff
                    ? QuviewDFX::Healthy("bluetooth", state.presence.reason)
                    : QuviewDFX::NotChecked("bluetooth", state.presence.reason, state.advice);
     }
@@ -193,8 +193,8 @@ std::optional<Linux::Bluetooth> BluetoothOf(const PlatformChoice& choice, const 
          configuration.bluetoothAdapter});
 }
 
-// Wraps a started platform device in a Platform object. Platform's constructor gets the device and arguments. Returns
-// the error if the device could not be started.
+// Wraps a started platform device in a Platform object: passes the device and arguments to Platform's constructor.
+// Returns the error if the device could not be started.
 template <typename Platform, typename Started, typename... Arguments>
 Result<std::unique_ptr<Device>> AsDevice(Result<std::unique_ptr<Started>> started, Arguments... arguments)
 {

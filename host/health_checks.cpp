@@ -138,7 +138,7 @@ void CheckDaemon(const HealthFacts& facts, std::vector<HealthCheck>& checks)
 std::string TriesText(const HealthFacts& facts, const SoftBus::Node& node)
 {
     std::string text;
-    for (const SoftBus::WayTried& way : node.tried) {
+    for (const SoftBus::AddressTried& way : node.tried) {
         const auto ago = std::chrono::duration_cast<std::chrono::seconds>(facts.now - way.at);
         // A Bluetooth address is not shown, because it changes with each announcement and a person cannot use it.
         const std::string where = way.transport == "tcp" ? "LAN " + way.address : "Bluetooth";

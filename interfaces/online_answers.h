@@ -1,6 +1,6 @@
 // Types for the daemon's answers about getting online through another device (ability 1164, requests 23 to 29): the
-// steps of an attempt, why the attempt failed, and what was undone. Any thread may use these value types. A string has
-// the text that the daemon sent, so escape it before you show it on a terminal. client/distnet_client.h declares the
+// steps of an attempt, why the attempt failed, and what was undone. Any thread may use these value types. Strings are
+// unchanged from the daemon: escape them before you show them on a terminal. client/distnet_client.h declares the
 // requests, and share/doc/libdistnet-dev/ipc.md describes the encoding. share/doc/libdistnet-dev/failures.md lists the
 // sentence, the advice and the event of each failure.
 #pragma once
@@ -15,7 +15,8 @@
 
 namespace Vexo::Host {
 
-// Why an attempt to get online failed at a device. Programs decide by this code, never by the texts of OnlineFault.
+// Why an attempt to get online through a device failed. Programs decide by this code, never by the texts of
+// OnlineFault.
 enum class OnlineFaultCode : uint8_t {
     FAILED,  // any other failure; the message describes it
     // Faults of this device:
@@ -54,7 +55,7 @@ enum class OnlineFaultCode : uint8_t {
     NO_INTERNET,  // the network has no access to the internet
     // The attempt is stopped:
     CANCELLED,  // by a person, or because the program that began it has ended
-    TIMED_OUT,  // the time limit of the person who began the attempt has passed
+    TIMED_OUT,  // the time limit that the user set for the attempt has passed
 };
 
 enum class OnlineStepKind : uint8_t {
@@ -87,18 +88,17 @@ struct OnlineStep {
     std::optional<OnlineFault> fault;   // set in state FAILED
 };
 
-// The types of some members of DeviceFacts.
 enum class InternetState : uint8_t { UNKNOWN, YES, NO };
 enum class UplinkKind : uint8_t { NONE, MOBILE, WIRE, WIFI };
 enum class SharingObstacle : uint8_t { NONE, WIFI_OFF, WIFI_BLOCKED, NO_HOTSPOT };
-// Whether a device allows the asking device to use its network. ASKS: the owner is asked first. The refusals
-// (NOT_ALLOWED and the values after it) have the same names in OnlineFaultCode.
+// Whether a device allows the asking device to use its network. ASKS: the owner must agree first. NOT_ALLOWED and the
+// values after it are refusals, and have the same names in OnlineFaultCode.
 enum class SharingPermission : uint8_t { ALLOWED, ASKS, NOT_ALLOWED, NOT_ANSWERED, BATTERY_FLOOR, DATA_LIMIT };
 
-// The facts that a device reported about itself when it was asked last.
+// What a device reported about itself in its latest answer.
 struct DeviceFacts {
     std::string networkId;        // network id of the device
-    std::chrono::sys_seconds at;  // when the device reported these facts
+    std::chrono::sys_seconds at;  // when the device reported these values
     SharingObstacle obstacle = SharingObstacle::NONE;
     SharingPermission permission = SharingPermission::ALLOWED;
     UplinkKind uplink = UplinkKind::NONE;
@@ -114,14 +114,13 @@ struct DeviceFacts {
 };
 
 // What the daemon has undone on both devices after an attempt or `distnetctl down`.
-struct TakenBack {
+struct UndoneChanges {
     bool hasLeftWifi = false;
-    std::string backOn;  // name of the user's own network that this device is on again; empty: none
-    // The device whose network was used or requested, and the state of its hotspot. networkId is empty if no device was
-    // asked.
+    std::string backOn;  // name of the user's own network to which this device has returned; empty: none
+    // The device whose network was used or requested. networkId is empty if no device was asked.
     std::string networkId;
     std::string deviceName;
-    bool wasTold = false;           // the device was notified; if not, the device closes its hotspot later by itself
+    bool wasNotified = false;       // false: that device closes its hotspot later by itself
     bool hasClosedHotspot = false;  // false if another device uses the hotspot, or the owner turned it on
 };
 
@@ -131,7 +130,7 @@ enum class OnlinePhase : uint8_t {
     CANCELLING,  // the attempt is being undone
     ONLINE,      // this device has joined the network, and the network was checked
     FAILED,      // OnlineAnswer::fault says why
-    CANCELLED,   // OnlineAnswer::takenBack says what was undone
+    CANCELLED,   // OnlineAnswer::undoneChanges says what was undone
 };
 
 // The state of an attempt, or of the connection that the attempt made.
@@ -140,14 +139,14 @@ struct OnlineAnswer {
     OnlinePhase phase = OnlinePhase::IDLE;
     bool isAutomatic = false;  // automatic mode began the attempt
     std::vector<OnlineStep> steps;
-    // The device whose network this device uses, and the facts of that device; empty: no device. Also set if this
-    // device stayed on such a network after an attempt failed or was cancelled.
+    // The device whose network this device uses; empty: none. Also set if this device stayed on such a network after an
+    // attempt failed or was cancelled.
     std::string networkId;
     std::string deviceName;
     std::optional<DeviceFacts> facts;
-    // Phase FAILED: the fault at the device where the attempt got farthest, or a fault of this device.
+    // Phase FAILED: the fault at the device that got through the most steps, or a fault of this device.
     std::optional<OnlineFault> fault;
-    std::optional<TakenBack> takenBack;  // after a failed or cancelled attempt; no value: nothing was undone
+    std::optional<UndoneChanges> undoneChanges;  // after a failed or cancelled attempt; no value: nothing was undone
 };
 
 enum class DownResult : uint8_t {
@@ -157,14 +156,14 @@ enum class DownResult : uint8_t {
 
 struct DownAnswer {
     DownResult result = DownResult::DONE;
-    TakenBack takenBack;
+    UndoneChanges undoneChanges;
     std::optional<OnlineFault> fault;  // what could not be undone on this device
 };
 
 enum class AutoState : uint8_t {
     OFF,
     WATCHING,  // this device has a network, or no user session is active
-    WAITING,   // this device has no network; an attempt begins if this lasts
+    WAITING,   // this device has no network; an attempt begins if it stays without one
     TRYING,
     ONLINE,  // this device is online through another device
     // Stopped by `distnetctl down` or a manual disconnect. Ends at AutoStatus::until, or when this device is on the
@@ -185,14 +184,13 @@ struct OnlineStatus {
     std::optional<std::chrono::sys_seconds> since{};  // when this device got online; no value: it is not online
     AutoStatus automatic;
     std::vector<std::string> preferred;  // network ids of the preferred devices, the best first
-    std::vector<DeviceFacts> facts;      // the latest facts of each device, ordered by network id
+    std::vector<DeviceFacts> facts;      // the latest DeviceFacts of each device, ordered by network id
 };
 
 struct OnlineChange {
     std::optional<OnlineFault> fault;  // no value: success
 };
 
-// How an attempt behaves.
 enum class OnlineMode : uint32_t {
     UP = 1,     // tries the devices in order until one works; retries for a minute while owners are being asked
     START = 2,  // tries one device; accepts a network without internet; fails at once if an owner must be asked

@@ -1,6 +1,6 @@
 // Encodes the daemon's answers about getting online as JSON objects (docs/ipc.md). This file lists the JSON members of
 // each type and the words for enumerators; host_answers_json.h explains how such lists work. Any thread may call the
-// functions. They keep no state and do not block.
+// functions, which do not block.
 #pragma once
 
 #include "interfaces/host_answers_json.h"
@@ -169,13 +169,13 @@ void ForEachMember(Visit& visit, MaybeConst<DeviceFacts> auto& facts)
 }
 
 template <typename Visit>
-void ForEachMember(Visit& visit, MaybeConst<TakenBack> auto& back)
+void ForEachMember(Visit& visit, MaybeConst<UndoneChanges> auto& back)
 {
     visit("left_wifi", back.hasLeftWifi);
     visit("back_on", back.backOn);
     visit("network_id", back.networkId);
     visit("device_name", back.deviceName);
-    visit("told", back.wasTold);
+    visit("told", back.wasNotified);
     visit("closed_hotspot", back.hasClosedHotspot);
 }
 
@@ -190,14 +190,14 @@ void ForEachMember(Visit& visit, MaybeConst<OnlineAnswer> auto& answer)
     visit("device_name", answer.deviceName);
     visit("facts", answer.facts);
     visit("fault", answer.fault);
-    visit("taken_back", answer.takenBack);
+    visit("taken_back", answer.undoneChanges);
 }
 
 template <typename Visit>
 void ForEachMember(Visit& visit, MaybeConst<DownAnswer> auto& answer)
 {
     visit("result", answer.result);
-    visit("taken_back", answer.takenBack);
+    visit("taken_back", answer.undoneChanges);
     visit("fault", answer.fault);
 }
 

@@ -31,7 +31,7 @@ public:
     ~BluetoothTransport() override;
 
     std::string Name() const override { return "bluetooth"; }
-    bool Carries(LinkType type) const override { return type == LINK_TYPE_BR; }
+    bool SupportsLinkType(LinkType type) const override { return type == LINK_TYPE_BR; }
     // Accepts connections on every adapter, at the first free channel number, and stores this number in shared_.
     // Returns an empty text, because peers read the address and the channel number from the announcement.
     [[nodiscard]] Result<std::string> Listen(Accepted accepted) override;
@@ -40,7 +40,7 @@ public:
     // uses this channel instead.
     [[nodiscard]] std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit,
                                                 Connected done) override;
-    bool KeepsAddresses() const override { return false; }
+    bool HasStableAddresses() const override { return false; }
     // Returns the address without the address type and without the channel number.
     std::string SourceOf(const std::string& from) const override { return from.substr(0, from.find('/')); }
     // The limits are low, because a controller can hold only a few connections. A stranger can use any number of
@@ -74,7 +74,7 @@ private:
     asio::steady_timer acceptPause_;
     Accepted accepted_;
     std::set<std::shared_ptr<Attempt>> attempts_;
-    std::multimap<std::string, Spare> spares_;  // by address
+    std::multimap<std::string, Spare> spares_;  // keyed by address
     bool stopped_ = false;
 };
 

@@ -27,7 +27,7 @@ std::shared_ptr<Bus> Bus::Open(const std::string& address, const Clock& clock)
 {
     // All empty objects of sdbus::Variant share one internal connection, which the first of them creates. The first
     // object is created here, before any thread uses the connection, because a thread sanitizer cannot see how the
-    // library guards it.
+    // library guards the connection.
     [[maybe_unused]] const sdbus::Variant first;
     auto loop = std::make_shared<Loop>(address, clock);
     loop->Start();
@@ -131,15 +131,15 @@ BusSubscription Bus::OnPropertiesChanged(
 }
 
 BusSubscription Bus::OnService(Tasks::Strand& strand, const std::string& service,
-                               std::function<void(bool isThere)> handler)
+                               std::function<void(bool isPresent)> handler)
 {
     const auto target = std::make_shared<HandlerTarget>(strand);
     // The last value that the handler got. Used on the loop's thread only.
     const auto reported = std::make_shared<std::optional<bool>>();
-    const auto report = [target, reported, handler = std::move(handler)](bool isThere) {
-        if (*reported != isThere) {
-            *reported = isThere;
-            HandlerTarget::Post(target, [handler, isThere] { handler(isThere); });
+    const auto report = [target, reported, handler = std::move(handler)](bool isPresent) {
+        if (*reported != isPresent) {
+            *reported = isPresent;
+            HandlerTarget::Post(target, [handler, isPresent] { handler(isPresent); });
         }
     };
     const auto listener = std::make_shared<BusListener>();
@@ -161,9 +161,11 @@ BusSubscription Bus::OnService(Tasks::Strand& strand, const std::string& service
         call->method = "NameHasOwner";
         call->limit = BUS_CALL_LIMIT;
         call->write = [service](sdbus::Message& message) { message << service; };
-        const auto isThere = std::make_shared<bool>(false);
-        call->read = [isThere](sdbus::Message& message) { message >> *isThere; };
-        call->onFinished = [report, isThere](const Result<void>& result) { report(result.has_value() && *isThere); };
+        const auto isPresent = std::make_shared<bool>(false);
+        call->read = [isPresent](sdbus::Message& message) { message >> *isPresent; };
+        call->onFinished = [report, isPresent](const Result<void>& result) {
+            report(result.has_value() && *isPresent);
+        };
         loop->Send(call);
     };
     return loop_->Subscribe(listener, target);

@@ -47,7 +47,7 @@ T ValueOf(const sdbus::Variant& variant, T fallback = T())
     return !variant.isEmpty() && variant.containsValueOfType<T>() ? variant.get<T>() : fallback;
 }
 
-// Returns the value of that key. Returns fallback if the key is missing or its value has another type.
+// Returns the value of the given key. Returns fallback if the key is missing or its value has another type.
 template <typename T>
 T ValueIn(const PropertyMap& properties, const std::string& key, T fallback = T())
 {
@@ -75,8 +75,8 @@ struct OwnObject {
     std::string path;
     std::string interface;
     std::vector<Property> properties;
-    std::map<std::string, std::function<void()>>
-        methods;  // by name; without arguments; the reply is sent before they run
+    // The methods by name. They have no arguments. A method runs after its reply was sent.
+    std::map<std::string, std::function<void()>> methods;
 };
 
 // The handle of a subscription or of an exported object. Destroying the handle ends the subscription or the export. The
@@ -135,15 +135,15 @@ public:
                                            const sdbus::Variant& value,
                                            std::chrono::milliseconds limit = BUS_CALL_LIMIT);
 
-    // Calls the handler for each signal of that name. path: the object that sent the signal. A signal whose arguments
-    // have other types is logged and dropped. The strand must outlive the subscription.
+    // Calls the handler for each signal with the given name. path: the object that sent the signal. A signal whose
+    // arguments have other types is logged and dropped. The strand must outlive the subscription.
     template <typename... Arguments>
     [[nodiscard]] BusSubscription OnSignal(
         Tasks::Strand& strand, const BusObject& object, const std::string& signal,
         std::type_identity_t<std::function<void(const std::string& path, const Arguments&...)>> handler);
 
-    // Calls the handler when properties of that interface have changed. changed: these properties and their new values.
-    // The strand must outlive the subscription.
+    // Calls the handler when properties of the given interface have changed. changed: these properties and their new
+    // values. The strand must outlive the subscription.
     [[nodiscard]] BusSubscription OnPropertiesChanged(
         Tasks::Strand& strand, const BusObject& object,
         std::function<void(const std::string& path, const PropertyMap& changed)> handler);
@@ -153,15 +153,15 @@ public:
     // over the name, the handler is called with false and then with true. When it is called with true, earlier
     // subscriptions already receive signals again.
     [[nodiscard]] BusSubscription OnService(Tasks::Strand& strand, const std::string& service,
-                                            std::function<void(bool isThere)> handler);
+                                            std::function<void(bool isPresent)> handler);
 
     // Exports an object until the subscription ends. Other programs on the bus can then read the object's properties
     // (org.freedesktop.DBus.Properties) and call its methods. The method handlers run on the strand, which must outlive
     // the subscription. If this Bus calls a service afterwards, that service can already read the object.
     [[nodiscard]] BusSubscription Export(Tasks::Strand& strand, OwnObject object);
 
-    // Broadcasts a signal of that object on the bus. Does not block. The signal is lost while the bus is disconnected.
-    // object.service is ignored, because this program itself is the sender.
+    // Broadcasts a signal of the given object on the bus. Does not block. The signal is lost while the bus is
+    // disconnected. object.service is ignored, because this program itself is the sender.
     template <typename... Arguments>
     void Emit(const BusObject& object, const std::string& signal, const Arguments&... arguments);
 

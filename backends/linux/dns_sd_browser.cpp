@@ -13,26 +13,15 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "DnsSd"};
 
 constexpr size_t MAX_ITEMS = 256;
-// The most instance names with the same token. A device has one name, or two while it changes its publication. Names of
-// crashed runs remain for a while.
-constexpr size_t MAX_NAMES_PER_TOKEN = 4;  // on one interface
+// The maximum number of instance names with the same token on one interface. A device has one name, or two while it
+// changes its publication. Names of crashed runs remain for a while.
+constexpr size_t MAX_NAMES_PER_TOKEN = 4;
 constexpr size_t MAX_RESOLVERS = 32;
-// How often a service is resolved before it is given up. Avahi ends a resolver after 5 s. The device's next token is
-// announced as a new service.
+// The maximum number of attempts to resolve a service. Avahi ends each attempt after 5 s. The limit is per service, and
+// a device announces its next token as a new service.
 constexpr int MAX_TRIES = 4;
 
 constexpr uint32_t NO_FLAGS = 0;
-
-// Returns the token that an instance name contains. Returns an empty text if the name has another form.
-std::string TokenOf(const std::string& instance)
-{
-    const size_t suffix = DNS_SD_TOKEN_CHARACTERS + 1;
-    if (instance.size() != suffix + 2 * DNS_SD_SUFFIX_BYTES || instance[DNS_SD_TOKEN_CHARACTERS] != '-' ||
-        BytesOfHex(instance.substr(suffix)).empty()) {
-        return {};
-    }
-    return BytesOfHex(instance.substr(0, DNS_SD_TOKEN_CHARACTERS));
-}
 
 // Whether this device has an address of that protocol on the interface. If it has none, this device is leaving that
 // network, and no address of a peer is on the link.
@@ -49,6 +38,16 @@ std::string NameOf(const DnsSdBrowser::Place& place)
 }
 
 }  // namespace
+
+std::string TokenOf(const std::string& instance)
+{
+    const size_t suffix = DNS_SD_TOKEN_CHARACTERS + 1;
+    if (instance.size() != suffix + 2 * DNS_SD_SUFFIX_BYTES || instance[DNS_SD_TOKEN_CHARACTERS] != '-' ||
+        BytesOfHex(instance.substr(suffix)).empty()) {
+        return {};
+    }
+    return BytesOfHex(instance.substr(0, DNS_SD_TOKEN_CHARACTERS));
+}
 
 Result<void> DnsSdBrowser::Update(const std::vector<LanAddress>& lan)
 {

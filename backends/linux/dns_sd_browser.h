@@ -22,6 +22,9 @@
 
 namespace Vexo::Linux {
 
+// Returns the token that an instance name contains. Returns an empty text if the name has another form. Pure function.
+std::string TokenOf(const std::string& instance);
+
 class DnsSdBrowser : public NoCopyable {
 public:
     // An instance name on one network interface. Its IPv4 service and its IPv6 service are reported as one
@@ -35,7 +38,7 @@ public:
     // A service that Avahi reports and resolves: an instance name on an interface, over IPv4 or IPv6.
     using Service = std::pair<Place, int32_t>;  // second: a value of AvahiProtocol
 
-    // isOwn: the function that returns whether this device announces itself by that instance name.
+    // isOwn: the function that returns whether this device announces itself by the given instance name.
     DnsSdBrowser(DaemonCalls& avahi, std::function<bool(const std::string&)> isOwn,
                  SoftBus::AnnouncementChannel::IsOurs isOurs, SoftBus::AnnouncementChannel::Heard heard)
         : avahi_(avahi), isOwn_(std::move(isOwn)), isOurs_(std::move(isOurs)), heard_(std::move(heard))
@@ -56,7 +59,7 @@ public:
     void OnAllForNow(const std::string& path);
     // Call this when Avahi's browser object has failed. The next Update then creates a new browser.
     void OnBrowserFailure(const std::string& path);
-    // Whether the browser has not yet reported all existing services. Until then, the browser may still fail.
+    // Returns true until the browser has reported all existing services. During this time, the browser may still fail.
     bool IsPending() const { return isPending_; }
 
     // Reports all devices as gone. Call this when Avahi has exited.
@@ -73,12 +76,12 @@ private:
     struct Item {
         std::string token;
         uint64_t arrival = 0;               // a higher number arrived later
-        std::map<int32_t, Lookup> lookups;  // by AvahiProtocol
+        std::map<int32_t, Lookup> lookups;  // keyed by AvahiProtocol
         std::optional<SoftBus::Announcement> reported;
     };
 
-    // Drops the oldest instance name with that token if the interface has too many of them. Anybody can copy a token,
-    // and the copies must not fill the table.
+    // Drops the oldest instance name with that token if the interface has too many names with the token. Anybody can
+    // copy a token, and the copies must not fill the table.
     void MakeRoomForNameOf(const std::string& token, int32_t interface);
     void Enqueue(const Service& service);
     [[nodiscard]] Result<void> ResolveWaiting();
@@ -96,7 +99,7 @@ private:
     bool isPending_ = false;
     std::map<Place, Item> items_;
     uint64_t arrivals_ = 0;
-    std::map<std::string, Service> resolving_;  // by the resolver's path
+    std::map<std::string, Service> resolving_;  // keyed by the resolver's path
     std::deque<Service> waiting_;               // sorted: services with fewer tries first
     QuviewDFX::LogLimit<std::string> logLimit_;
 };

@@ -53,7 +53,9 @@ AddressBytes BytesOf(const std::string& text)
 {
     const bool isIpv6 = text.find(':') != std::string::npos;
     AddressBytes bytes(isIpv6 ? IPV6_BYTES : IPV4_BYTES);
-    return ::inet_pton(isIpv6 ? AF_INET6 : AF_INET, text.c_str(), bytes.data()) == 1 ? bytes : AddressBytes();
+    const bool isAddress = text.find('\0') == std::string::npos &&  // inet_pton(3) ignores what follows a null byte
+                           ::inet_pton(isIpv6 ? AF_INET6 : AF_INET, text.c_str(), bytes.data()) == 1;
+    return isAddress ? bytes : AddressBytes();
 }
 
 // Whether the address counts as a LAN address. IPv6 addresses must be global (2000::/3) or unique-local (fc00::/7).

@@ -54,7 +54,7 @@ LinuxDevice::~LinuxDevice()
 {
     Stop();
     for (const Ability& ability : abilities_) {
-        if (ability.presence.isThere) {
+        if (ability.presence.isPresent) {
             registry_->RemoveSystemAbility(ability.id);
         }
     }
@@ -174,9 +174,9 @@ void LinuxDevice::RegisterAbilities()
         if (now == ability.presence) {
             continue;
         }
-        if (now.isThere && !ability.presence.isThere) {
+        if (now.isPresent && !ability.presence.isPresent) {
             registry_->AddSystemAbility(ability.id, ability.object);
-        } else if (!now.isThere && ability.presence.isThere) {
+        } else if (!now.isPresent && ability.presence.isPresent) {
             registry_->RemoveSystemAbility(ability.id);
         }
         ability.presence = now;
@@ -184,7 +184,7 @@ void LinuxDevice::RegisterAbilities()
             continue;
         }
         QuviewDFX::LogInfo(LABEL, "ability %{public}d %{public}s%{public}s: %{public}s", ability.id,
-                           AbilityName(ability.id), now.isThere ? "" : " is not available", now.reason);
+                           AbilityName(ability.id), now.isPresent ? "" : " is not available", now.reason);
     }
 }
 
@@ -194,7 +194,7 @@ Presence LinuxDevice::PresenceOf(const Ability& ability) const
     Presence whole{ability.isAlwaysThere, {}};
     for (const Source source : ability.sources) {
         const Presence& part = presences_[source];
-        whole.isThere = whole.isThere || part.isThere;
+        whole.isPresent = whole.isPresent || part.isPresent;
         whole.isSwitchedOff = whole.isSwitchedOff || part.isSwitchedOff;
         whole.isBlocked = whole.isBlocked || part.isBlocked;
         whole.reason += (whole.reason.empty() ? "" : ", ") + (part.reason.empty() ? "no answer yet" : part.reason);

@@ -25,7 +25,8 @@ constexpr uint32_t CAPABILITY_ACCESS_POINT = 0x40;  // NM_WIFI_DEVICE_CAP_AP
 constexpr uint32_t AP_PRIVACY = 0x1;                // NM_802_11_AP_FLAGS_PRIVACY
 constexpr uint32_t KEY_MGMT_PSK = 0x100;            // NM_802_11_AP_SEC_KEY_MGMT_PSK
 constexpr uint32_t KEY_MGMT_SAE = 0x400;            // NM_802_11_AP_SEC_KEY_MGMT_SAE
-constexpr uint32_t KEY_MGMT_OWE_TM = 0x1000;        // NM_802_11_AP_SEC_KEY_MGMT_OWE_TM: open, has an encrypted twin
+// NM_802_11_AP_SEC_KEY_MGMT_OWE_TM: open network with an encrypted variant
+constexpr uint32_t KEY_MGMT_OWE_TM = 0x1000;
 constexpr const char* SECURITY_SETTING = "802-11-wireless-security";
 
 BusObject ObjectOf(const std::string& path, const std::string& interface)
@@ -166,11 +167,12 @@ Result<WifiRadio> NetworkManager::ReadRadio(const std::string& path) const
 
 Result<AccessPoint> NetworkManager::ReadAccessPoint(const std::string& path) const
 {
-    Result<PropertyMap> read = GetProperties(ObjectOf(path, "AccessPoint"));
-    if (!read) {
-        return Failure(std::move(read).error());
-    }
-    const PropertyMap& properties = read.value();
+    Result<PropertyMap> properties = GetProperties(ObjectOf(path, "AccessPoint"));
+    return properties ? AccessPointFrom(path, properties.value()) : Failure(std::move(properties).error());
+}
+
+Result<AccessPoint> AccessPointFrom(const std::string& path, const PropertyMap& properties)
+{
     const auto ssid = ValueIn<std::vector<uint8_t>>(properties, "Ssid");
     if (ssid.empty()) {
         return Fail(ErrorCode::NOT_FOUND, "the access point hides its name");
@@ -203,8 +205,8 @@ Result<std::vector<AccessPoint>> NetworkManager::AccessPoints(const std::string&
 
 void NetworkManager::RequestScan(const std::string& radio) const
 {
-    // The request names no SSID, because NetworkManager 1.42 crashes if an SSID is requested again during a scan for
-    // it.
+    // The request names no SSID, because NetworkManager 1.42 crashes if an SSID is requested a second time while a scan
+    // for this SSID runs.
     if (const Result<void> asked = Call(ObjectOf(radio, "Device.Wireless"), "RequestScan", PropertyMap()); !asked) {
         QuviewDFX::LogInfo(LABEL, "NetworkManager starts no scan: %{public}s", asked.error().message);
     }
@@ -227,17 +229,19 @@ Result<Ip4Lease> NetworkManager::LeaseOf(const std::string& radio) const
     if (config.value() == "/") {
         return Ip4Lease();
     }
-    const Result<PropertyMap> read = GetProperties(ObjectOf(config.value(), "IP4Config"));
-    if (!read) {
-        return Failure(read.error());
-    }
+    const Result<PropertyMap> properties = GetProperties(ObjectOf(config.value(), "IP4Config"));
+    return properties ? Ip4LeaseFrom(properties.value()) : Result<Ip4Lease>(Failure(properties.error()));
+}
+
+Ip4Lease Ip4LeaseFrom(const PropertyMap& properties)
+{
     using Maps = std::vector<PropertyMap>;
     Ip4Lease lease;
-    if (const Maps addresses = ValueIn<Maps>(read.value(), "AddressData"); !addresses.empty()) {
+    if (const Maps addresses = ValueIn<Maps>(properties, "AddressData"); !addresses.empty()) {
         lease.address = ValueIn<std::string>(addresses.front(), "address");
     }
-    lease.gateway = ValueIn<std::string>(read.value(), "Gateway");
-    for (const PropertyMap& nameServer : ValueIn<Maps>(read.value(), "NameserverData")) {
+    lease.gateway = ValueIn<std::string>(properties, "Gateway");
+    for (const PropertyMap& nameServer : ValueIn<Maps>(properties, "NameserverData")) {
         lease.nameServers.push_back(ValueIn<std::string>(nameServer, "address"));
     }
     return lease;

@@ -78,7 +78,7 @@ struct AccessPoint {
     std::string bssid;
     uint8_t strengthPercent = 0;
     Wifi::NetworkSecurity security;
-    std::chrono::seconds lastSeen{-1};  // on the boot clock; -1: never
+    std::chrono::seconds lastSeen{-1};  // time on the boot clock; -1: never
 };
 
 struct Profile {
@@ -128,6 +128,11 @@ struct Connection {
     ActivationState state = ActivationState::UNKNOWN;
     bool isDefault = false;  // has the default route of IPv4 or IPv6
 };
+
+// Decodes the properties of an access point. NOT_FOUND: the access point hides its SSID. Pure function.
+[[nodiscard]] Result<AccessPoint> AccessPointFrom(const std::string& path, const PropertyMap& properties);
+// Decodes the properties of an IPv4 configuration. Pure function.
+Ip4Lease Ip4LeaseFrom(const PropertyMap& properties);
 
 class NetworkManager {
 public:
@@ -180,7 +185,7 @@ public:
     [[nodiscard]] Result<void> Deactivate(const std::string& activation) const;
     // Returns the state of the activation, or GONE if the activation no longer exists. Fails only if no reply arrives.
     [[nodiscard]] Result<ActivationState> StateOf(const std::string& activation) const;
-    // Returns the profile of that activation.
+    // Returns the profile of the given activation.
     [[nodiscard]] Result<Profile> ProfileInUse(const std::string& activation) const;
 
     [[nodiscard]] Result<std::vector<Profile>> Profiles() const;
@@ -192,8 +197,8 @@ public:
     [[nodiscard]] Result<void> Delete(const std::string& profile) const;
 
 private:
-    // Returns how long a call of that method may take: at most limit_, and not beyond deadline_. Fails if deadline_ has
-    // passed.
+    // Returns how long a call of the given method may take: at most limit_, and not beyond deadline_. Fails if
+    // deadline_ has passed.
     [[nodiscard]] Result<std::chrono::milliseconds> TimeFor(const std::string& method) const;
     // The next three functions call the functions of Bus with the same names. A call takes at most limit_, and fails at
     // deadline_.

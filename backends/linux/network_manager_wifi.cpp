@@ -113,14 +113,14 @@ void NetworkManagerWifi::ReportPresence()
         for (const WifiRadio& radio : radios.value()) {
             std::string reason = by + ", " + radio.interface;
             reason += isBlocked ? ", blocked by a switch of this machine" : isOff ? ", switched off" : "";
-            if (!station.isThere) {
+            if (!station.isPresent) {
                 station = {true, reason, isOff, isBlocked};
             }
-            if (!hotspot.isThere && radio.canBeAccessPoint) {
+            if (!hotspot.isPresent && radio.canBeAccessPoint) {
                 hotspot = {true, std::move(reason), isOff, isBlocked};
             }
         }
-        if (station.isThere && !hotspot.isThere) {
+        if (station.isPresent && !hotspot.isPresent) {
             hotspot.reason = by + ", no Wi-Fi device can be an access point";
         }
     }

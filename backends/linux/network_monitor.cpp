@@ -23,10 +23,10 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxNetwor
 const BusObject ANY_DEVICE{NETWORK_MANAGER, "", NM_DEVICE_INTERFACE};
 const BusObject ANY_RADIO{NETWORK_MANAGER, "", NM_WIRELESS_INTERFACE};
 
-constexpr milliseconds ANSWER_LIMIT{1000};  // for all answers of one function together
+constexpr milliseconds ANSWER_LIMIT{1000};  // limit for all answers of one function together
 constexpr milliseconds CANCEL_PERIOD{100};
 constexpr milliseconds CHECK_PAUSE{1000};
-constexpr std::chrono::seconds SCAN_LENGTH{20};  // a scan's access points were seen at most this long before its end
+constexpr std::chrono::seconds SCAN_LENGTH{20};  // the longest time from seeing an access point to the end of that scan
 
 SteadyTime Now()
 {
@@ -57,7 +57,8 @@ bool CanShareWifi(const NetworkManager& manager, const std::string& station)
 }
 
 // Returns the connection that a hotspot of this device would share. This is the connection with the default route. If
-// its radio would become the hotspot, the modem's connection takes over and is returned instead.
+// the radio of that connection would become the hotspot, returns the modem's connection, which then replaces that
+// connection.
 std::optional<Connection> SharedConnection(const NetworkManager& manager, const NetworkOverview& overview)
 {
     std::vector<std::string> paths = overview.active;
@@ -224,7 +225,7 @@ NetworkSituation LinuxNetworkMonitor::Situation()
 {
     const NetworkManager manager = manager_.Until(Now() + ANSWER_LIMIT);
     NetworkSituation situation;
-    situation.wasLeftByHand = station_->WasLeftByHand();
+    situation.wasDisconnectedByUser = station_->WasDisconnectedByUser();
     {
         const MutexLock lock(mutex_);
         situation.isSessionActive = isInUse_;

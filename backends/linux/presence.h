@@ -8,10 +8,10 @@
 namespace Vexo::Linux {
 
 struct Presence {
-    bool isThere = false;
+    bool isPresent = false;
     std::string reason;          // such as "ModemManager 1.20.4, 1 modem" or "ModemManager does not run"
     bool isSwitchedOff = false;  // present, but cannot be used until it is switched on
-    bool isBlocked = false;      // kept off by a switch of the machine or by rfkill(8)
+    bool isBlocked = false;      // switched off by a hardware switch or by rfkill(8)
 
     bool operator==(const Presence&) const = default;
 };

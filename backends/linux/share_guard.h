@@ -1,7 +1,7 @@
 // ShareGuard: decides when a hotspot that this program turned on must be turned off. It must be turned off when no
 // station has been connected for the time ShareLimits::idle. While this device has no uplink, the shorter time
-// idleWithoutUplink applies. The class only decides: the caller passes the current time and the facts. Used on the
-// Wi-Fi strand only. No call blocks.
+// idleWithoutUplink applies. The class only decides: the caller passes the current time and the state of the hotspot.
+// Used on the Wi-Fi strand only. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -14,7 +14,7 @@ namespace Vexo::Linux {
 struct ShareLimits {
     std::chrono::milliseconds idle{std::chrono::minutes(5)};
     std::chrono::milliseconds idleWithoutUplink{std::chrono::minutes(1)};
-    std::chrono::milliseconds look{std::chrono::seconds(10)};  // how often stations and uplink are checked
+    std::chrono::milliseconds checkPeriod{std::chrono::seconds(10)};  // how often stations and uplink are checked
 };
 
 class ShareGuard {
@@ -40,8 +40,8 @@ public:
         if (now - idleSince_ >= limits_.idle) {
             return Wifi::ShareClosed::IDLE;
         }
-        // For the time idleWithoutUplink there must have been no station and no uplink. A station that has just left
-        // may come back.
+        // A station that has just left may come back. So two conditions must both last for the time idleWithoutUplink:
+        // no station is connected, and this device has no uplink.
         if (now - idleSince_ >= limits_.idleWithoutUplink && now - uplinkLostAt_ >= limits_.idleWithoutUplink) {
             return Wifi::ShareClosed::IDLE_WITHOUT_UPLINK;
         }

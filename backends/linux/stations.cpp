@@ -11,13 +11,15 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <system_error>
+#include <utility>
 
 namespace Vexo::Linux {
 namespace {
 
 constexpr timeval ANSWER_LIMIT{.tv_sec = 1, .tv_usec = 0};
-// How often the list of stations is read at most. If a station joins or leaves during the read, the list is
+// The maximum number of reads of the list of stations. If a station joins or leaves during a read, the list is
 // inconsistent and is read again.
 constexpr int MAX_DUMPS = 3;
 constexpr int MAC_SIZE = 6;
@@ -26,7 +28,7 @@ using Stations = std::vector<Wifi::ShareStation>;
 using Socket = std::unique_ptr<nl_sock, decltype(&nl_socket_free)>;
 using Message = std::unique_ptr<nl_msg, decltype(&nlmsg_free)>;
 
-// Returns the failure of that step. code: a negative error code of libnl.
+// Returns the Failure of a step. step: what was tried, as text. code: a negative error code of libnl.
 Failure ErrorOf(const std::string& step, int code)
 {
     return Fail(ErrorCode::SYSTEM, step + ": " + nl_geterror(code));
@@ -47,22 +49,23 @@ uint64_t BytesOf(nlattr* const* info, int wide, int narrow)
     return info[wide] != nullptr ? nla_get_u64(info[wide]) : info[narrow] != nullptr ? nla_get_u32(info[narrow]) : 0;
 }
 
+// Returns the sizes of the counters. With them, libnl rejects an attribute that is too short. Without them, libnl would
+// read a counter beyond the end of its attribute.
+std::array<nla_policy, NL80211_STA_INFO_MAX + 1> CounterSizes()
+{
+    std::array<nla_policy, NL80211_STA_INFO_MAX + 1> sizes{};
+    sizes[NL80211_STA_INFO_RX_BYTES64].type = sizes[NL80211_STA_INFO_TX_BYTES64].type = NLA_U64;
+    sizes[NL80211_STA_INFO_RX_BYTES].type = sizes[NL80211_STA_INFO_TX_BYTES].type = NLA_U32;
+    return sizes;
+}
+
 int AddRecord(nl_msg* message, void* stations)
 {
-    std::array<nlattr*, NL80211_ATTR_MAX + 1> attributes{};
-    if (genlmsg_parse(nlmsg_hdr(message), 0, attributes.data(), NL80211_ATTR_MAX, nullptr) != 0 ||
-        attributes[NL80211_ATTR_MAC] == nullptr || nla_len(attributes[NL80211_ATTR_MAC]) != MAC_SIZE) {
+    std::optional<Wifi::ShareStation> station = DecodeStation(nlmsg_hdr(message));
+    if (!station) {
         return NL_SKIP;
     }
-    std::array<nlattr*, NL80211_STA_INFO_MAX + 1> info{};
-    if (attributes[NL80211_ATTR_STA_INFO] != nullptr &&
-        nla_parse_nested(info.data(), NL80211_STA_INFO_MAX, attributes[NL80211_ATTR_STA_INFO], nullptr) != 0) {
-        info.fill(nullptr);
-    }
-    static_cast<Stations*>(stations)->push_back(
-        {MacText(attributes[NL80211_ATTR_MAC]),
-         BytesOf(info.data(), NL80211_STA_INFO_RX_BYTES64, NL80211_STA_INFO_RX_BYTES),
-         BytesOf(info.data(), NL80211_STA_INFO_TX_BYTES64, NL80211_STA_INFO_TX_BYTES)});
+    static_cast<Stations*>(stations)->push_back(std::move(*station));
     return NL_OK;
 }
 
@@ -85,6 +88,25 @@ int DumpStations(nl_sock* socket, int family, uint32_t interface, Stations& stat
 }
 
 }  // namespace
+
+std::optional<Wifi::ShareStation> DecodeStation(nlmsghdr* message)
+{
+    std::array<nlattr*, NL80211_ATTR_MAX + 1> attributes{};
+    if (genlmsg_parse(message, 0, attributes.data(), NL80211_ATTR_MAX, nullptr) != 0 ||
+        attributes[NL80211_ATTR_MAC] == nullptr || nla_len(attributes[NL80211_ATTR_MAC]) != MAC_SIZE) {
+        return std::nullopt;
+    }
+    static const auto counterSizes = CounterSizes();
+    std::array<nlattr*, NL80211_STA_INFO_MAX + 1> info{};
+    if (attributes[NL80211_ATTR_STA_INFO] != nullptr &&
+        nla_parse_nested(info.data(), NL80211_STA_INFO_MAX, attributes[NL80211_ATTR_STA_INFO], counterSizes.data()) !=
+            0) {
+        info.fill(nullptr);
+    }
+    return Wifi::ShareStation{MacText(attributes[NL80211_ATTR_MAC]),
+                              BytesOf(info.data(), NL80211_STA_INFO_RX_BYTES64, NL80211_STA_INFO_RX_BYTES),
+                              BytesOf(info.data(), NL80211_STA_INFO_TX_BYTES64, NL80211_STA_INFO_TX_BYTES)};
+}
 
 Result<Stations> ListStations(const std::string& interface)
 {

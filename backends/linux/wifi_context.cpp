@@ -122,7 +122,7 @@ bool WifiContext::Undo(const NetworkChange& change)
     if (!Leave(change)) {
         return false;
     }
-    own.Forget(change.profile);
+    networkChanges.Forget(change.profile);
     return true;
 }
 
@@ -132,7 +132,7 @@ void WifiContext::UndoLater(NetworkChange change)
     QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: the changes of profile %{public}s are undone later",
                        change.profile);
     change.isOver = true;
-    own.Record(change);
+    networkChanges.Record(change);
     timer_.Cancel();
     timer_ = timers.RunAfter(answerLimit_, [weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
@@ -143,7 +143,7 @@ void WifiContext::UndoLater(NetworkChange change)
 
 void WifiContext::UndoUnanswered()
 {
-    for (const NetworkChange& change : std::vector<NetworkChange>(own.Changes())) {
+    for (const NetworkChange& change : std::vector<NetworkChange>(networkChanges.Pending())) {
         // If NetworkManager does not run, UndoAll undoes the change when NetworkManager starts again.
         if (change.isOver && isRunning) {
             UndoLeft(change);
@@ -203,7 +203,7 @@ void WifiContext::UndoLeft(const NetworkChange& change)
 void WifiContext::UndoAll()
 {
     DISTNET_ASSERT(strand.RunsOnThisThread(), "called on the Wi-Fi strand");
-    for (const NetworkChange& change : std::vector<NetworkChange>(own.Changes())) {
+    for (const NetworkChange& change : std::vector<NetworkChange>(networkChanges.Pending())) {
         UndoLeft(change);
     }
     const Result<std::vector<Profile>> profiles = manager.Profiles();
@@ -232,7 +232,7 @@ std::string WifiContext::Restore(const NetworkChange& change, const std::string&
         return "";
     }
     if (!radios || !profile) {
-        return "";  // the network was removed meanwhile
+        return "";  // the profile was removed, or NetworkManager does not answer
     }
     const auto found = std::find_if(radios.value().begin(), radios.value().end(), [&](const WifiRadio& one) {
         const bool isFree = !one.IsActive() || (!one.activation.empty() && one.activation == change.activation);

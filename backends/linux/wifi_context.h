@@ -9,8 +9,8 @@
 #include <memory>
 #include <string>
 
+#include "backends/linux/network_change_file.h"
 #include "backends/linux/network_manager.h"
-#include "backends/linux/own_profiles.h"
 #include "platform/base/nocopyable.h"
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/timers.h"
@@ -28,26 +28,29 @@ public:
     // undone after another answerLimit.
     WifiContext(std::shared_ptr<Bus> bus, const std::filesystem::path& stateDir, std::chrono::milliseconds answerLimit,
                 Tasks::Timers& clockAndTimers = Tasks::Timers::System())
-        : timers(clockAndTimers), manager(std::move(bus), answerLimit, timers), own(stateDir), answerLimit_(answerLimit)
+        : timers(clockAndTimers),
+          manager(std::move(bus), answerLimit, timers),
+          networkChanges(stateDir),
+          answerLimit_(answerLimit)
     {
     }
 
-    // Runs a function on the strand and returns its result (a WifiResult). Blocks at most for the time budget, and then
-    // returns WIFI_NO_ANSWER. A function that has not begun by then is dropped. If the function succeeds after that
-    // time, undo is called. Returns WIFI_FAILED if the strand has no thread. Must not be called on the strand. work:
-    // the function.
+    // Runs a function on the strand and returns its result (a WifiResult). Blocks at most for the time budget. If the
+    // budget is used up, returns WIFI_NO_ANSWER: a function that has not begun is then dropped, and undo is called if
+    // the function succeeds later. Returns WIFI_FAILED if the strand has no thread. Must not be called on the strand.
+    // work: the function.
     int32_t RunAndWait(std::chrono::milliseconds budget, std::function<int32_t(Deadline)> work,
                        std::function<void()> undo = nullptr);
 
-    // Blocks until the activation has that state, and returns true. Returns false if the activation ends before that,
-    // or at the deadline. Must not be called on the strand.
+    // Blocks until the activation has the given state, and returns true. Returns false if the activation ends without
+    // this state, or at the deadline. Must not be called on the strand.
     bool WaitFor(const std::string& activation, ActivationState state, Deadline deadline) const;
 
     // The next five functions must be called on the strand.
 
     // Ends the activation of the change, and deletes its profile if this program created the profile. Returns false if
-    // NetworkManager does not answer. The change is then undone later, and the radio's previous network is restored
-    // after that.
+    // NetworkManager does not answer. In this case a retry undoes the change and then restores the radio's previous
+    // network.
     bool Leave(const NetworkChange& change);
     // Calls Leave. If Leave succeeds, removes the change from the list of recorded changes.
     bool Undo(const NetworkChange& change);
@@ -62,8 +65,8 @@ public:
 
     Tasks::Timers& timers;
     const NetworkManager manager;
-    OwnProfiles own;         // used on the strand only
-    bool isRunning = false;  // whether NetworkManager runs; used on the strand only
+    NetworkChangeFile networkChanges;  // used on the strand only
+    bool isRunning = false;            // whether NetworkManager runs; used on the strand only
     Tasks::Strand strand;
 
 private:

@@ -147,7 +147,7 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     if (radio->IsStation()) {
         // A connected radio scans at most every 10 s. So the first scan waits until a hotspot that is just opening can
         // be visible.
-        next.nextScan = context_->timers.Now() + options_.lookAgain;
+        next.nextScan = context_->timers.Now() + options_.checkPeriod;
     }
     next.begunAt = BootClock();
     if (attempt_) {
@@ -160,7 +160,7 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     }
     next.change.previous = std::move(previous.value());
     attempt_ = std::move(next);
-    wasLeftByHand_ = false;
+    wasDisconnectedByUser_ = false;
     QuviewDFX::LogInfo(LABEL, "looking for \"%{public}s\" on %{public}s", config.ssid, radio->interface);
     // The join of the replaced attempt is undone after this function has returned its result to the caller.
     context_->strand.Post([self = sptr<LinuxWifiDevice>(this)] { self->LeaveJoined(); });
@@ -216,7 +216,7 @@ void LinuxWifiDevice::Search(const Station::Join& join)
         End(Wifi::NotVisible(join.config.ssid));
     } else {
         Scan();
-        CheckAgainIn(std::min(std::chrono::ceil<milliseconds>(join.searchLeft), options_.lookAgain));
+        CheckAgainIn(std::min(std::chrono::ceil<milliseconds>(join.searchLeft), options_.checkPeriod));
     }
 }
 
@@ -231,7 +231,7 @@ void LinuxWifiDevice::Scan()
 {
     // OnChanged is called when the scan has ended.
     if (const auto now = context_->timers.Now(); now >= attempt_->nextScan) {
-        attempt_->nextScan = now + options_.lookAgain;
+        attempt_->nextScan = now + options_.checkPeriod;
         context_->manager.RequestScan(attempt_->radio);
     }
 }
@@ -246,9 +246,9 @@ void LinuxWifiDevice::Join(const Station::Join& join, const AccessPoint& accessP
     attempt.reason = NmReason::NONE;
     attempt.bssid = accessPoint.bssid;
     attempt.security = accessPoint.security;
-    context_->own.Record(attempt.change);
+    context_->networkChanges.Record(attempt.change);
     if (std::exchange(attempt.isLeft, true)) {
-        context_->own.Forget(left);
+        context_->networkChanges.Forget(left);
     }
     const Result<Activation> joining = context_->manager.AddAndActivate(
         MakeStationProfile(attempt.change.profile, join.config, accessPoint), attempt.radio, accessPoint.path);
@@ -272,15 +272,15 @@ void LinuxWifiDevice::Join(const Station::Join& join, const AccessPoint& accessP
     attempt.hasTakenRadio = true;
     attempt.joiningSince = context_->timers.Now();
     station_.Advance(join.attempt, Station::State::JOIN_REQUESTED);
-    context_->own.Record(attempt.change);
-    CheckAgainIn(options_.lookAgain);
+    context_->networkChanges.Record(attempt.change);
+    CheckAgainIn(options_.checkPeriod);
 }
 
 void LinuxWifiDevice::Follow(const Station::Join& join, Trigger trigger)
 {
     const Result<ActivationState> state = context_->manager.StateOf(attempt_->change.activation);
     if (!state) {
-        CheckAgainIn(options_.lookAgain, trigger);
+        CheckAgainIn(options_.checkPeriod, trigger);
         return;
     }
     const bool isConnected = join.state == Station::State::CONNECTED;
@@ -304,7 +304,7 @@ void LinuxWifiDevice::Follow(const Station::Join& join, Trigger trigger)
             if (IsJoinOverdue()) {
                 End({JoinFailure::NO_ANSWER, "the hotspot does not answer"});
             } else if (!isConnected) {
-                CheckAgainIn(options_.lookAgain);
+                CheckAgainIn(options_.checkPeriod);
             }
     }
 }
@@ -375,7 +375,7 @@ bool LinuxWifiDevice::WasHeardWhileJoining(const std::string& ssid) const
 void LinuxWifiDevice::SearchAgain()
 {
     Scan();
-    CheckAgainIn(options_.lookAgain);
+    CheckAgainIn(options_.checkPeriod);
 }
 
 void LinuxWifiDevice::OnRadioState(const std::string& radio, uint32_t state, NmReason reason)
@@ -428,7 +428,7 @@ LinuxWifiDevice::Freed LinuxWifiDevice::End(const LinkEnd& end)
     timer_.Cancel();
     Attempt ended = std::move(*attempt_);
     attempt_.reset();
-    wasLeftByHand_ = ended.hasTakenRadio && ended.reason == NmReason::USER_REQUESTED;
+    wasDisconnectedByUser_ = ended.hasTakenRadio && ended.reason == NmReason::USER_REQUESTED;
     const Station::Join join = station_.Current();
     const std::optional<WifiLinkState> state = station_.OnEnded(join.attempt, end);
     station_.configs.Remove(join.config);

@@ -33,7 +33,7 @@ struct StationOptions {
     // How long one join may take, if NetworkManager's own limits do not end it earlier.
     std::chrono::milliseconds joinLimit{std::chrono::seconds(90)};
     // How often an attempt checks its network while NetworkManager sends no signal.
-    std::chrono::milliseconds lookAgain{std::chrono::seconds(2)};
+    std::chrono::milliseconds checkPeriod{std::chrono::seconds(2)};
 };
 
 // The callback that gets the result of each attempt (CONNECTED or FAILED) and the end of each connection
@@ -65,10 +65,10 @@ public:
     std::optional<Wifi::JoinedNetwork> Joined() override;
     [[nodiscard]] Result<Wifi::LeftNetwork> Leave(uint32_t attempt, std::chrono::milliseconds limit) override;
     // Whether a person ended the latest attempt or connection.
-    bool WasLeftByHand() const { return wasLeftByHand_; }
+    bool WasDisconnectedByUser() const { return wasDisconnectedByUser_; }
 
     // The next three functions must be called on the strand. OnChanged: something about the radios has changed.
-    // OnRadioState: a radio has entered that state. OnNetworkManagerStopped: NetworkManager has left the bus.
+    // OnRadioState: a radio has entered the given state. OnNetworkManagerStopped: NetworkManager has left the bus.
     void OnChanged() { CheckNetwork(); }
     void OnRadioState(const std::string& radio, uint32_t state, NmReason reason);
     void OnNetworkManagerStopped();
@@ -82,7 +82,7 @@ private:
         std::string radio;
         std::string interface;
         SteadyTime nextScan;              // the earliest time of the next scan
-        std::chrono::seconds begunAt{0};  // on the boot clock, like AccessPoint::lastSeen
+        std::chrono::seconds begunAt{0};  // time on the boot clock, like AccessPoint::lastSeen
         bool hasTakenRadio = false;       // a join was requested, so change.previous is restored at the end
         bool isLeft = true;               // false: NetworkManager did not answer, and the join is undone later
         int refusals = 0;
@@ -126,18 +126,19 @@ private:
     void OnActivated(const Wifi::Station::Join& join);
     void OnDeactivated(const Wifi::Station::Join& join);
     bool IsJoinOverdue() const;
-    // Whether an access point with that SSID was seen since the join began. NetworkManager reports the same reason if
-    // WPA3 rejects the key and if the hotspot is not visible. This function distinguishes the two cases.
+    // Whether an access point with the given SSID was seen since the join began. NetworkManager reports the same reason
+    // if WPA3 rejects the key and if the hotspot is not visible. This function distinguishes the two cases.
     bool WasHeardWhileJoining(const std::string& ssid) const;
     void SearchAgain();
     void CheckAgainIn(std::chrono::milliseconds delay, Trigger trigger = Trigger::CHANGE_OR_TIMER);
     Freed End(const Wifi::LinkEnd& end);
     Departure LeaveNow(uint32_t attempt);
-    // If the attempt still searches, ends the activation that was made for it or for the attempt that it replaced.
+    // If the attempt still searches, ends the activation that was made for this attempt, or for the attempt that this
+    // attempt replaced.
     void LeaveJoined();
 
-    // Returns the name of that activation's profile. Returns an empty text if this program created the profile, or if
-    // it is unknown.
+    // Returns the name of the given activation's profile. Returns an empty text if this program created the profile, or
+    // if the profile is unknown.
     std::string UsersNetwork(const std::string& activation, SteadyTime deadline) const;
 
     const std::shared_ptr<WifiContext> context_;
@@ -146,9 +147,9 @@ private:
 
     std::optional<Attempt> attempt_;  // while an attempt is under way; used on the strand only
     Tasks::Timer timer_;              // used on the strand only
-    uint32_t timersSet_ = 0;          // used on the strand only; the number of the latest timer
+    uint32_t timersSet_ = 0;          // the number of the latest timer; used on the strand only
 
-    std::atomic<bool> wasLeftByHand_{false};
+    std::atomic<bool> wasDisconnectedByUser_{false};
 
     mutable Mutex mutex_;
     std::optional<Connected> connected_ GUARDED_BY(mutex_);  // valid while the attempt is CONNECTED

@@ -27,14 +27,20 @@ Result<void> SaveKey(const std::filesystem::path& file, const std::string& key)
     return WriteFileAtomically(file, key + "\n", KEY_MODE);
 }
 
-// Returns the hotspot key of earlier runs, so that stations which know this key can join again. If there is none,
-// returns a new key.
+// A crash may have left a file without its end. D-Bus and Wi-Fi allow only printable ASCII in a key.
+bool IsWholeKeyLine(const std::string& text)
+{
+    return text.size() > MIN_KEY_BYTES && text.back() == '\n' &&
+           std::all_of(text.begin(), text.end() - 1, [](char c) { return c >= ' ' && c <= '~'; });
+}
+
+// Returns the hotspot key of earlier runs, so that stations which know this key can join again. If there is none, or
+// the file is damaged, returns a new key.
 std::string LoadOrMakeKey(const std::filesystem::path& file)
 {
     if (const Result<std::string> kept = ReadWholeFile(file, MAX_KEY_BYTES + 1)) {
-        std::string key = kept.value().substr(0, kept.value().find('\n'));
-        if (key.size() >= MIN_KEY_BYTES) {
-            return key;
+        if (IsWholeKeyLine(kept.value())) {
+            return kept.value().substr(0, kept.value().size() - 1);
         }
     }
     std::string key = Wifi::GenerateHotspotKey();
@@ -306,7 +312,7 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
     change.previous = previous.value();
     change.isHotspot = true;
     change.isOurProfile = !usersOwn;
-    context_->own.Record(change);
+    context_->networkChanges.Record(change);
     // The caller's deadline does not limit these calls, because only their replies say what must be undone.
     const Result<Activation> opened =
         usersOwn ? context_->manager.Activate(usersOwn->path, radio.path)
@@ -317,12 +323,12 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
         if (IsNoAnswer(opened.error())) {
             context_->UndoLater(change);
         } else {
-            context_->own.Forget(change.profile);
+            context_->networkChanges.Forget(change.profile);
         }
         return ResultOf(opened.error());
     }
     change.activation = opened.value().path;
-    context_->own.Record(change);
+    context_->networkChanges.Record(change);
     QuviewDFX::LogInfo(LABEL, "opening hotspot \"%{public}s\" on %{public}s (%{public}s)",
                        chosen.value().config.GetSsid(), radio.interface,
                        usersOwn ? "the user's profile" : "a temporary profile");
@@ -379,9 +385,9 @@ void LinuxWifiHotspot::OnChanged()
         const auto hotspot = std::find_if(radios.value().begin(), radios.value().end(), [this](const WifiRadio& one) {
             return one.IsHotspot() && (!share_ || one.path == share_->radio);
         });
-        const bool isThere = hotspot != radios.value().end();
-        SetOn(isOpening_ || share_ || isThere,
-              isThere && hotspot->state == NM_STATE_ACTIVATED ? hotspot->interface : "");
+        const bool isPresent = hotspot != radios.value().end();
+        SetOn(isOpening_ || share_ || isPresent,
+              isPresent && hotspot->state == NM_STATE_ACTIVATED ? hotspot->interface : "");
     }
 }
 
@@ -398,7 +404,7 @@ bool LinuxWifiHotspot::WasRenewed()
         const Result<Profile> profile = context_->manager.ProfileInUse(radio.activation);
         if (profile && UuidOf(profile.value()) == share_->change.profile) {
             share_->change.activation = radio.activation;
-            context_->own.Record(share_->change);
+            context_->networkChanges.Record(share_->change);
             return true;
         }
     }

@@ -27,13 +27,13 @@
 
 namespace Vexo::Linux {
 
-inline constexpr const char* HOTSPOT_KEY_FILE = "hotspot-key";  // in the state folder, mode 0600
+inline constexpr const char* HOTSPOT_KEY_FILE = "hotspot-key";  // file in the state folder, mode 0600
 
 struct HotspotOptions {
     std::filesystem::path stateDir;
     std::string deviceName;  // the SSID is derived from deviceName and networkId
     std::string networkId;
-    HotspotSettings settings;  // of the temporary profile
+    HotspotSettings settings;  // settings of the temporary profile
     ShareLimits limits;
     // How long a radio that is connected as a station stays connected after EnableHotspot. The reply to the device that
     // asked for the hotspot may need this connection.
@@ -58,7 +58,7 @@ public:
     // would use. If NetworkManager does not answer, returns the configuration of the hotspot that this class turned on.
     int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
 
-    Wifi::ShareInfo Look() override;
+    Wifi::ShareInfo ReadState() override;
     [[nodiscard]] Result<void> Close(const char* reason) override;
     void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
 
@@ -124,7 +124,7 @@ private:
     bool hasStopBegun_ GUARDED_BY(mutex_) = false;
     bool isOpenedHere_ GUARDED_BY(mutex_) = false;
     uint32_t openings_ GUARDED_BY(mutex_) = 0;  // how often a hotspot was opened since this program started
-    std::string interface_ GUARDED_BY(mutex_);  // of the hotspot; empty until it is activated
+    std::string interface_ GUARDED_BY(mutex_);  // the hotspot's network interface; empty until activation
 
     // The following members are used on the strand only.
     std::optional<Share> share_;

@@ -36,7 +36,7 @@ void LinuxWifiHotspot::SetOn(bool isOn, const std::string& interface)
     listener_.Notify();
 }
 
-Wifi::ShareInfo LinuxWifiHotspot::Look()
+Wifi::ShareInfo LinuxWifiHotspot::ReadState()
 {
     Wifi::ShareInfo info;
     std::string interface;
@@ -44,7 +44,7 @@ Wifi::ShareInfo LinuxWifiHotspot::Look()
         const MutexLock lock(mutex_);
         info.isOn = isOn_;
         info.isOpenedHere = isOn_ && isOpenedHere_;
-        info.opening = openings_;
+        info.openingNumber = openings_;
         interface = interface_;
     }
     info.areStationsKnown = true;
@@ -87,7 +87,7 @@ void LinuxWifiHotspot::Guard()
     if (!share_) {
         return;
     }
-    const Wifi::ShareInfo info = Look();
+    const Wifi::ShareInfo info = ReadState();
     const Result<bool> uplink = context_->manager.HasUplink();
     const char* const reason =
         guard_.ReasonToClose(context_->timers.Now(), !info.stations.empty(), !uplink || uplink.value());
@@ -101,7 +101,7 @@ void LinuxWifiHotspot::Guard()
 void LinuxWifiHotspot::GuardLater()
 {
     timer_.Cancel();
-    timer_ = context_->timers.RunAfter(guard_.Limits().look, [self = sptr<LinuxWifiHotspot>(this)] {
+    timer_ = context_->timers.RunAfter(guard_.Limits().checkPeriod, [self = sptr<LinuxWifiHotspot>(this)] {
         self->context_->strand.Post([self] { self->Guard(); });
     });
 }

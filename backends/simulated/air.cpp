@@ -24,7 +24,7 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedAir"};
 constexpr size_t MAX_RECORD_BYTES = 4096;
 constexpr int KEY_PROOF_ROUNDS = 4096;
-constexpr mode_t RECORD_MODE = 0644;  // every device may read the air
+constexpr mode_t RECORD_MODE = 0644;  // every simulated device may read the records
 constexpr const char* HOTSPOT_PREFIX = "hotspot-";
 constexpr const char* STATION_PREFIX = "station-";
 constexpr const char* RECORD_SUFFIX = ".json";
@@ -70,6 +70,11 @@ bool IsLocked(const std::filesystem::path& file)
     return opened && ::flock(opened.value().Get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
+bool IsRecord(const std::string& fileName, const char* prefix)
+{
+    return fileName.starts_with(prefix) && fileName.ends_with(RECORD_SUFFIX);
+}
+
 // ReadRecord returns nullopt if the record is missing or damaged. A damaged record is logged.
 template <typename Record>
 std::optional<Record> ReadRecord(const std::filesystem::path& file,
@@ -102,7 +107,7 @@ const JsonKeys<AirRecord>& AirRecordKeys()
             {"internet", FlagKind(), &AirRecord::hasInternet, Required()},
         },
         [](const AirRecord& record) {
-            // An empty proof is refused, because MakeKeyProof returns an empty text on failure, which would match the
+            // An empty proof is refused. MakeKeyProof returns an empty text on failure, and this text would match an
             // empty proof.
             const bool needsProof = record.security != HotspotSecurity::OPEN;
             const bool isProof = record.keyProof.size() == 2 * DIGEST_BYTES;
@@ -180,8 +185,7 @@ std::vector<std::filesystem::path> Air::Records(const char* prefix) const
     std::vector<std::filesystem::path> files;
     std::error_code error;
     for (std::filesystem::directory_iterator it(folder_, error), end; !error && it != end; it.increment(error)) {
-        const std::string name = it->path().filename().string();
-        if (name.starts_with(prefix) && name.ends_with(RECORD_SUFFIX)) {
+        if (IsRecord(it->path().filename().string(), prefix)) {
             files.push_back(it->path());
         }
     }
@@ -193,7 +197,7 @@ std::vector<std::filesystem::path> Air::Records(const char* prefix) const
     return files;
 }
 
-std::vector<AirRecord> Air::Look() const
+std::vector<AirRecord> Air::Records() const
 {
     std::vector<AirRecord> records;
     for (const std::filesystem::path& file : Records(HOTSPOT_PREFIX)) {
@@ -205,6 +209,11 @@ std::vector<AirRecord> Air::Look() const
         }
     }
     return records;
+}
+
+bool Air::IsHotspotRecord(const std::string& fileName)
+{
+    return IsRecord(fileName, HOTSPOT_PREFIX);
 }
 
 std::vector<StationRecord> Air::Stations() const

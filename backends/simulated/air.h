@@ -1,8 +1,8 @@
-// Air: a folder that takes the place of the radio medium between simulated devices. Each hotspot that is on and each
-// connected station has one file in it, its record. Hotspots and stations find each other by reading the records. A
-// record never contains a Wi-Fi key. It contains only a proof of the key, which is as hard to invert as a recorded
-// Wi-Fi handshake. Any thread may use Air. Calls block on the disk. docs/files.md lists the keys and values of the
-// records.
+// Air: a folder that takes the place of the radio medium between simulated devices. The folder contains one file,
+// called a record, for each hotspot that is on and for each connected station. Hotspots and stations find each other by
+// reading the records. A record never contains a Wi-Fi key. It contains only a proof of the key, which is as hard to
+// invert as a recorded Wi-Fi handshake. Any thread may use Air. Calls block on the disk. docs/files.md lists the keys
+// and values of the records.
 #pragma once
 
 #include <cstdint>
@@ -35,7 +35,7 @@ struct AirRecord {
 struct StationRecord {
     std::string bssid;  // the BSSID of the hotspot
     std::string macAddress;
-    uint64_t receivedBytes = 0;  // by the station, over this connection
+    uint64_t receivedBytes = 0;  // bytes that the station has received over this connection
     uint64_t sentBytes = 0;
     int32_t version = AIR_RECORD_VERSION;
     bool operator==(const StationRecord&) const = default;
@@ -58,7 +58,9 @@ public:
     // Removes this device's hotspot record, if there is one. An error is logged.
     void Withdraw() const;
     // Returns the hotspot records of other devices, ordered by file name. A damaged record is logged and left out.
-    std::vector<AirRecord> Look() const;
+    std::vector<AirRecord> Records() const;
+    // Returns true if a file with this name in the air folder is a hotspot record.
+    static bool IsHotspotRecord(const std::string& fileName);
     // Returns the records of the stations that are connected to this device's hotspot, ordered by file name. A record
     // without a lock (StationPresence) was left by a crash and is not returned.
     std::vector<StationRecord> Stations() const;

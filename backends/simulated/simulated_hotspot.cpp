@@ -121,12 +121,12 @@ std::string SimulatedHotspot::ChangeKey()
     return live_->Get()->hotspotKey.empty() ? "" : CurrentSettings().ssid;
 }
 
-Wifi::ShareInfo SimulatedHotspot::Look()
+Wifi::ShareInfo SimulatedHotspot::ReadState()
 {
     Wifi::ShareInfo info;
     {
         const MutexLock lock(mutex_);
-        info = {active_, isOpenedHere_, opening_, true, {}};
+        info = {active_, isOpenedHere_, openingNumber_, true, {}};
     }
     if (info.isOn) {
         for (const StationRecord& station : air_.Stations()) {
@@ -164,7 +164,7 @@ void SimulatedHotspot::TurnOn(bool isOpenedHere)
         }
         active_ = true;
         isOpenedHere_ = isOpenedHere;
-        ++opening_;
+        ++openingNumber_;
         visibleFrom_ = timers_.Now() + start;
         if (start.count() > 0) {
             timer_ = timers_.RunAfter(start, [self] { self->OnStateChanged(); });

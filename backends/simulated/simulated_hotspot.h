@@ -47,7 +47,7 @@ public:
     // apply.
     void StartActive() { TurnOn(false); }
 
-    Wifi::ShareInfo Look() override;
+    Wifi::ShareInfo ReadState() override;
     [[nodiscard]] Result<void> Close(const char* reason) override;
     void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
 
@@ -83,14 +83,14 @@ private:
     std::string generatedKey_ GUARDED_BY(mutex_);  // secret
     bool active_ GUARDED_BY(mutex_) = false;
     bool isOpenedHere_ GUARDED_BY(mutex_) = false;
-    uint32_t opening_ GUARDED_BY(mutex_) = 0;
+    uint32_t openingNumber_ GUARDED_BY(mutex_) = 0;
     bool stopped_ GUARDED_BY(mutex_) = false;
     SteadyTime visibleFrom_ GUARDED_BY(mutex_);
     Tasks::Timer timer_ GUARDED_BY(mutex_);
 
     // The following members are used on strand_ only.
     std::optional<AirRecord> published_;
-    Settings proven_;  // proof_ was computed from these settings, which is slow
+    Settings proven_;  // the settings from which proof_ was computed; computing a proof is slow
     std::string proof_;
 
     Tasks::ChangeListener listener_;  // own synchronisation

@@ -35,7 +35,7 @@ NetworkSituation SimulatedNetwork::Situation()
     situation.hasNetwork = situation.isJoinedHere || state->hasOwnWire || IsOnOwnWifi(*state, situation.isJoinedHere);
     situation.hasOwnWire = state->hasOwnWire;
     situation.isSessionActive = state->sessionActive;
-    situation.wasLeftByHand = state->leftByHand && !situation.isJoinedHere;
+    situation.wasDisconnectedByUser = state->leftByHand && !situation.isJoinedHere;
     {
         const MutexLock lock(mutex_);
         situation.scan = scan_;

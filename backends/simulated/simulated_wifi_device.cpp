@@ -138,7 +138,7 @@ std::optional<AirRecord> SimulatedWifiDevice::JoinedHotspot(uint32_t attempt)
         }
         bssid = joinedBssid_;
     }
-    for (AirRecord& record : air_.Look()) {
+    for (AirRecord& record : air_.Records()) {
         if (record.bssid == bssid) {
             return std::move(record);
         }
@@ -297,7 +297,7 @@ bool SimulatedWifiDevice::EndOnRequest(uint32_t attempt)
 SimulatedWifiDevice::FoundNetwork SimulatedWifiDevice::FindNetwork(const WifiDeviceConfig& wanted)
 {
     FoundNetwork found;
-    for (const AirRecord& record : air_.Look()) {
+    for (const AirRecord& record : air_.Records()) {
         if (record.ssid != wanted.ssid) {
             continue;
         }
@@ -337,8 +337,13 @@ bool SimulatedWifiDevice::StartWatching()
         return true;
     }
     // The watcher keeps a reference to this object. StopWatching releases it, at the latest when Stop() is called.
-    Result<std::unique_ptr<FolderWatcher>> watcher = FolderWatcher::Start(
-        air_.Folder(), [self = sptr<SimulatedWifiDevice>(this)](const std::string&) { self->PostCheck(); });
+    Result<std::unique_ptr<FolderWatcher>> watcher =
+        FolderWatcher::Start(air_.Folder(), [self = sptr<SimulatedWifiDevice>(this)](const std::string& name) {
+            // Station records change at every join, also this device's own record. Only hotspots matter to a station.
+            if (name.empty() || Air::IsHotspotRecord(name)) {
+                self->PostCheck();
+            }
+        });
     if (!watcher) {
         QuviewDFX::LogError(LABEL, "cannot watch the air: %{public}s", watcher.error().message);
         return false;

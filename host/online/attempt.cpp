@@ -127,7 +127,7 @@ Attempt::Fault Attempt::Find(Trial& trial, size_t step)
         return Cancelled(trial);
     }
     trial.device = TrialOf(trial.named.networkId).device;
-    // The error REFUSED counts as found, because the device is reachable. Its software may be too old to answer.
+    // REFUSED counts as found, because a device that refuses is reachable. Its software may be too old to answer.
     if (!answer && answer.error().code == ErrorCode::NOT_FOUND) {
         return MakeFault(Code::UNKNOWN_DEVICE, trial.named, trial.use.deviceName);
     }
@@ -256,7 +256,7 @@ Attempt::Fault Attempt::CheckNetwork(Trial& trial)
     if (verdict != Network::OnlineVerdict::NO_INTERNET) {
         return std::nullopt;
     }
-    RefreshFactsOf(trial);  // the device's facts may contain the cause
+    RefreshFactsOf(trial);  // the device's DeviceFacts may contain the cause
     return NoInternet(trial.use.facts, trial.named);
 }
 
@@ -268,15 +268,15 @@ void Attempt::Record(const OnlineFault& fault, Kind step)
     failures_.push_back({fault, step});
 }
 
-void Attempt::KeepTakenBack(TakenBack takenBack)
+void Attempt::KeepUndoneChanges(UndoneChanges undoneChanges)
 {
-    // The earlier undo has reconnected to a network and stored its name in backOn. A later undo does not reconnect
-    // again, so keep the earlier name.
-    if (end_.takenBack && takenBack.backOn.empty()) {
-        takenBack.backOn = end_.takenBack->backOn;
+    // Only the undo that reconnects to a network sets backOn to the name of that network. Later undos leave backOn
+    // empty, so keep the name.
+    if (end_.undoneChanges && undoneChanges.backOn.empty()) {
+        undoneChanges.backOn = end_.undoneChanges->backOn;
     }
-    takenBack.hasLeftWifi = takenBack.hasLeftWifi || (end_.takenBack && end_.takenBack->hasLeftWifi);
-    end_.takenBack = std::move(takenBack);
+    undoneChanges.hasLeftWifi = undoneChanges.hasLeftWifi || (end_.undoneChanges && end_.undoneChanges->hasLeftWifi);
+    end_.undoneChanges = std::move(undoneChanges);
 }
 
 bool Attempt::GiveUp(Trial& trial, const OnlineFault& fault, Kind step)
@@ -296,7 +296,7 @@ bool Attempt::GiveUp(Trial& trial, const OnlineFault& fault, Kind step)
         trial.use.wifiAttempt = attempt != trial.wifiBefore.attempt ? attempt : 0;
     }
     if (trial.mayBeOpen) {
-        KeepTakenBack(Undo(options_, trial.use, env_.stop).takenBack);
+        KeepUndoneChanges(Undo(options_, trial.use, env_.stop).undoneChanges);
     }
     return false;
 }
@@ -400,7 +400,7 @@ bool Attempt::IsStillOnline()
     } else {
         EndStep(BeginStep(Kind::ONLINE, trial.named), fault);
         Record(*fault, Kind::ONLINE);
-        KeepTakenBack(Undo(options_, *std::exchange(before_, std::nullopt), env_.stop).takenBack);
+        KeepUndoneChanges(Undo(options_, *std::exchange(before_, std::nullopt), env_.stop).undoneChanges);
         return false;
     }
 }
@@ -451,7 +451,7 @@ void Attempt::EndPreviousUse()
     if (IsOnNetworkOf(options_, *before_)) {
         end_.inUse = before_;
     } else {
-        KeepTakenBack(Undo(options_, *before_, env_.stop).takenBack);
+        KeepUndoneChanges(Undo(options_, *before_, env_.stop).undoneChanges);
     }
 }
 
@@ -464,7 +464,7 @@ AttemptEnd Attempt::End()
         }
     }
     if (isOnline_) {
-        end_.takenBack.reset();
+        end_.undoneChanges.reset();
         return std::move(end_);
     }
     const auto farthest = std::max_element(failures_.begin(), failures_.end(),

@@ -22,9 +22,10 @@
 namespace Vexo::Host {
 
 inline constexpr std::chrono::seconds FIND_LIMIT{12};
-// The time limit for asking all reachable devices for their facts, before the devices are ranked.
+// The time limit for asking all reachable devices for their DeviceFacts, before the devices are ranked.
 inline constexpr std::chrono::seconds FACTS_ROUND_LIMIT{3};
-inline constexpr std::chrono::seconds FRESH_FACTS_LIMIT{2};  // for asking one device for its facts after a failure
+// for asking one device for its DeviceFacts after a failure
+inline constexpr std::chrono::seconds FRESH_FACTS_LIMIT{2};
 inline constexpr std::chrono::seconds JOIN_LIMIT{60};
 inline constexpr std::chrono::seconds ONLINE_CHECK_LIMIT{10};
 inline constexpr std::chrono::seconds OWNER_RETRY{5};  // pause between requests while an owner is being asked
@@ -40,8 +41,9 @@ struct AttemptTask {
 struct AttemptEnd {
     std::optional<DeviceInUse> inUse;  // the device whose network this device is on now
     bool isNew = false;                // inUse is the result of this attempt, not AttemptTask::before
-    std::optional<OnlineFault> fault;  // no value: online. If inUse is set too, this device stayed on that network
-    std::optional<TakenBack> takenBack;
+    // no value: online. If fault and inUse are both set: not online, but still on that network
+    std::optional<OnlineFault> fault;
+    std::optional<UndoneChanges> undoneChanges;
 };
 
 class Attempt : public NoCopyable {
@@ -49,9 +51,10 @@ public:
     struct Environment {
         OnlineOptions options;
         std::shared_ptr<OnlineMemory> memory;
-        Cancellation* cancellation = nullptr;            // cancels this attempt
-        Cancellation* stop = nullptr;                    // cancelled when the daemon ends
-        const std::atomic<bool>* isAutomatic = nullptr;  // becomes false when a program takes the attempt over
+        Cancellation* cancellation = nullptr;  // cancels this attempt
+        Cancellation* stop = nullptr;          // cancelled when the daemon ends
+        // becomes false when a program takes over this attempt from automatic mode
+        const std::atomic<bool>* isAutomatic = nullptr;
         std::function<void(const std::vector<OnlineStep>&)> changed;
         std::function<void(const DeviceInUse&)> asked;  // called before the device is asked to open its hotspot
     };
@@ -102,7 +105,7 @@ private:
     // Records the failure at a device, undoes the attempt at that device, and returns false.
     bool GiveUp(Trial& trial, const OnlineFault& fault, OnlineStepKind step);
     void Record(const OnlineFault& fault, OnlineStepKind step);
-    void KeepTakenBack(TakenBack takenBack);
+    void KeepUndoneChanges(UndoneChanges undoneChanges);
     void EndPreviousUse();
     AttemptEnd End();
     bool IsCancelled() const { return env_.cancellation->IsCancelled(); }

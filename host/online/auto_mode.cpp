@@ -51,8 +51,8 @@ std::optional<SteadyTime> AutoMode::Until() const
 AutoMode::Decision AutoMode::Update(const Network::NetworkSituation& situation, bool hasCandidate, bool isBusy,
                                     SteadyTime now)
 {
-    const bool hasJustLeft = situation.wasLeftByHand && !wasLeftByHand_.value_or(true);
-    wasLeftByHand_ = situation.wasLeftByHand;
+    const bool hasJustLeft = situation.wasDisconnectedByUser && !wasDisconnectedByUser_.value_or(true);
+    wasDisconnectedByUser_ = situation.wasDisconnectedByUser;
     if (!isOn_ || state_ == AutoState::TRYING) {
         return {};
     }
@@ -75,7 +75,7 @@ AutoMode::Decision AutoMode::Update(const Network::NetworkSituation& situation, 
     if (isBusy) {
         return {};
     }
-    if (isUpByAuto_) {  // stays true until OnLost is called; the situation may be outdated
+    if (isUpByAuto_) {  // stays true until OnLost is called, because the situation may be outdated
         state_ = AutoState::ONLINE;
         return WhileJoined(situation, now);
     }

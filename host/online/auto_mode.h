@@ -63,9 +63,10 @@ private:
     bool isOn_ = false;
     AutoState state_ = AutoState::OFF;
     bool isUpByAuto_ = false;
-    std::optional<bool> wasLeftByHand_;     // the latest NetworkSituation::wasLeftByHand since Switch, if any
+    std::optional<bool>
+        wasDisconnectedByUser_;             // the latest NetworkSituation::wasDisconnectedByUser since Switch, if any
     int failures_ = 0;                      // consecutive failed attempts since this device had a network
-    std::optional<SteadyTime> waitsSince_;  // when the wait began: network lost, or last attempt ended
+    std::optional<SteadyTime> waitsSince_;  // when this device lost its network, or when the last attempt ended
     std::optional<SteadyTime> suspendedUntil_;
     std::deque<SteadyTime> tries_;
     std::optional<SteadyTime> scannedAt_;

@@ -115,7 +115,8 @@ OnlineAnswer OnlineService::Begin(pid_t owner, OnlineMode mode, const std::vecto
     const MutexLock lock(mutex_);
     if (job_ == Job::ATTEMPT && isAutomatic_ && mode == OnlineMode::UP && networkIds.empty() &&
         answer_.phase == OnlinePhase::RUNNING) {
-        // Automatic mode already runs the attempt that the program requests, so the program takes the attempt over.
+        // Automatic mode already runs the attempt that the program requests, so this attempt now belongs to the
+        // program.
         owner_ = owner;
         isAutomatic_ = false;
         answer_.isAutomatic = false;
@@ -180,8 +181,8 @@ void OnlineService::RunAttempt(const AttemptTask& task, Cancellation& cancellati
     FinishAttempt(Attempt(std::move(environment), task).Run());
 }
 
-// Decides by the phase whether the attempt succeeded, failed or was cancelled, and publishes the result. The events are
-// written before the result becomes visible, so that events of a later job follow them.
+// Decides by the attempt's phase whether the attempt succeeded, failed or was cancelled, and publishes the result.
+// Writes the events before the result becomes visible, so that events of the next job come later in the log.
 void OnlineService::FinishAttempt(AttemptEnd end)
 {
     MutexLock lock(mutex_);
@@ -190,14 +191,14 @@ void OnlineService::FinishAttempt(AttemptEnd end)
     const bool isOnline = !isCancelled && !end.fault;
     lock.Unlock();
     if (isCancelled && end.inUse && end.isNew) {
-        end.takenBack = Undo(options_, *end.inUse, &stop_).takenBack;
+        end.undoneChanges = Undo(options_, *end.inUse, &stop_).undoneChanges;
         end.inUse.reset();
     }
     if (isOnline) {
         memory_->OnSuccess(end.inUse->networkId);
         WriteOnlineSuccess(end.inUse->networkId);
-    } else if (isCancelled && end.takenBack) {
-        WriteOnlineEnd(end.takenBack->networkId, OnlineEnding::CANCELLED);
+    } else if (isCancelled && end.undoneChanges) {
+        WriteOnlineEnd(end.undoneChanges->networkId, OnlineEnding::CANCELLED);
     }
     lock.Lock();
     if (!end.inUse || end.isNew) {
@@ -216,7 +217,7 @@ void OnlineService::FinishAttempt(AttemptEnd end)
     }
     job_ = Job::NONE;
     if (isDownWanted_) {
-        undoneForDown_ = isOnline ? std::nullopt : std::optional(end.takenBack.value_or(TakenBack{}));
+        undoneForDown_ = isOnline ? std::nullopt : std::optional(end.undoneChanges.value_or(UndoneChanges{}));
         StartDown();
     }
     changed_.NotifyAll();
@@ -244,7 +245,7 @@ void OnlineService::OnAttemptEnded(bool isOnline, bool isCancelled)
 
 void OnlineService::SetOutcome(AttemptEnd& end)
 {
-    answer_.takenBack = end.takenBack;
+    answer_.undoneChanges = end.undoneChanges;
     if (end.inUse) {
         answer_.networkId = end.inUse->networkId;
         answer_.deviceName = end.inUse->deviceName;
@@ -346,7 +347,7 @@ void OnlineService::StartDown()
     isDownWanted_ = false;
     job_ = Job::DOWN;
     if (!Tasks::ElasticPool::Shared().Post([self = Self()] { self->RunDown(); })) {
-        job_ = Job::NONE;  // RunDown did not start; the answers are sent after the next job
+        job_ = Job::NONE;  // RunDown did not start; the waiting answers are sent after the next job
     }
 }
 
@@ -358,8 +359,8 @@ void OnlineService::RunDown()
     const auto answers = std::exchange(downAnswers_, {});
     changed_.NotifyAll();
     lock.Unlock();
-    if (done.result == DownResult::DONE && !done.takenBack.networkId.empty()) {
-        WriteOnlineEnd(done.takenBack.networkId, OnlineEnding::DOWN);
+    if (done.result == DownResult::DONE && !done.undoneChanges.networkId.empty()) {
+        WriteOnlineEnd(done.undoneChanges.networkId, OnlineEnding::DOWN);
     }
     for (const auto& answer : answers) {
         answer(HOST_OK, done);
@@ -371,22 +372,22 @@ DownAnswer OnlineService::LeaveNetwork()
 {
     MutexLock lock(mutex_);
     const std::optional<Connection> connection = std::exchange(connection_, std::nullopt);
-    const std::optional<TakenBack> undone = std::exchange(undoneForDown_, std::nullopt);
-    DownAnswer done{undone ? DownResult::DONE : DownResult::NOT_JOINED, undone.value_or(TakenBack{}), std::nullopt};
+    const std::optional<UndoneChanges> undone = std::exchange(undoneForDown_, std::nullopt);
+    DownAnswer done{undone ? DownResult::DONE : DownResult::NOT_JOINED, undone.value_or(UndoneChanges{}), std::nullopt};
     lock.Unlock();
     if (connection) {
         connection->keeper->Stop();
         Undone now = Undo(options_, connection->device, &stop_);
-        done = {DownResult::DONE, std::move(now.takenBack), std::move(now.fault)};
+        done = {DownResult::DONE, std::move(now.undoneChanges), std::move(now.fault)};
     } else if (const WifiStatus wifi = options_.wifi();
                !undone && (wifi.state == WifiState::CONNECTING || wifi.state == WifiState::CONNECTED)) {
-        // A program sent its request directly to the service. So the daemon does not know to which device the joined
-        // network belongs.
+        // A program sent its request directly to the service, so the daemon does not know whose network this device has
+        // joined.
         done.result = DownResult::DONE;
         const Result<Wifi::LeftNetwork> left = options_.station->Leave(wifi.attempt, LEAVE_LIMIT);
         if (left) {
-            done.takenBack.hasLeftWifi = left.value().hasLeft;
-            done.takenBack.backOn = left.value().backOn;
+            done.undoneChanges.hasLeftWifi = left.value().hasLeft;
+            done.undoneChanges.backOn = left.value().backOn;
         } else {
             done.fault = MakeFault(Code::FAILED);
             done.fault->message = "this device has not left the network: " + left.error().message;

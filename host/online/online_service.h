@@ -94,10 +94,11 @@ private:
     std::shared_ptr<Cancellation> cancellation_ GUARDED_BY(mutex_);
     std::optional<OnlineFault> whyCancelled_ GUARDED_BY(mutex_);
     bool isDecided_ GUARDED_BY(mutex_) = false;  // the outcome is fixed, so the attempt can no longer be cancelled
-    std::optional<DeviceInUse> asked_ GUARDED_BY(mutex_);  // the device that the running attempt asked last
+    std::optional<DeviceInUse> asked_ GUARDED_BY(mutex_);  // the latest device that the running attempt has asked
     std::vector<std::pair<pid_t, IDistNetHost::Answer<OnlineAnswer>>> cancelAnswers_ GUARDED_BY(mutex_);
     bool isDownWanted_ GUARDED_BY(mutex_) = false;
-    std::optional<TakenBack> undoneForDown_ GUARDED_BY(mutex_);  // undone by an attempt that `down` cancelled
+    // what an attempt undid after `distnetctl down` cancelled it
+    std::optional<UndoneChanges> undoneForDown_ GUARDED_BY(mutex_);
     std::vector<IDistNetHost::Answer<DownAnswer>> downAnswers_ GUARDED_BY(mutex_);
     std::optional<Connection> connection_ GUARDED_BY(mutex_);
     uint32_t connections_ GUARDED_BY(mutex_) = 0;

@@ -14,7 +14,7 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Online"};
 
 bool IsOnNetworkOf(const OnlineOptions& options, const DeviceInUse& device)
 {
-    // The state of the join decides. It does not change while the radio's daemon does not answer.
+    // The state of the join decides. While the radio's daemon does not answer, the state does not change.
     const WifiStatus wifi = options.wifi();
     return wifi.state == WifiState::CONNECTED && wifi.attempt == device.wifiAttempt;
 }
@@ -32,8 +32,8 @@ Undone Undo(const OnlineOptions& options, const DeviceInUse& device, Cancellatio
 {
     const auto isStopped = [stop] { return stop != nullptr && stop->IsCancelled(); };
     Undone undone;
-    undone.takenBack.networkId = device.networkId;
-    undone.takenBack.deviceName = device.deviceName;
+    undone.undoneChanges.networkId = device.networkId;
+    undone.undoneChanges.deviceName = device.deviceName;
     // Notify the other device first, because its answer may travel over the network that this device then leaves.
     std::optional<ReleaseAnswer> released;
     if (!isStopped()) {
@@ -42,8 +42,8 @@ Undone Undo(const OnlineOptions& options, const DeviceInUse& device, Cancellatio
     if (device.wifiAttempt != 0 && !isStopped()) {
         const Result<Wifi::LeftNetwork> left = options.station->Leave(device.wifiAttempt, LEAVE_LIMIT);
         if (left) {
-            undone.takenBack.hasLeftWifi = left.value().hasLeft;
-            undone.takenBack.backOn = left.value().backOn;
+            undone.undoneChanges.hasLeftWifi = left.value().hasLeft;
+            undone.undoneChanges.backOn = left.value().backOn;
         } else {
             undone.fault = MakeFault(OnlineFaultCode::FAILED, FaultDevice{device.networkId, device.deviceName});
             undone.fault->message =
@@ -59,8 +59,8 @@ Undone Undo(const OnlineOptions& options, const DeviceInUse& device, Cancellatio
     if (!released && device.wifiAttempt != 0 && !isStopped()) {
         released = Release(options, device, SECOND_RELEASE_LIMIT, stop);
     }
-    undone.takenBack.wasTold = released.has_value();
-    undone.takenBack.hasClosedHotspot = released && released->hasClosedHotspot;
+    undone.undoneChanges.wasNotified = released.has_value();
+    undone.undoneChanges.hasClosedHotspot = released && released->hasClosedHotspot;
     return undone;
 }
 

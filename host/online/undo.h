@@ -28,7 +28,7 @@ struct DeviceInUse {
 bool IsOnNetworkOf(const OnlineOptions& options, const DeviceInUse& device);
 
 struct Undone {
-    TakenBack takenBack;
+    UndoneChanges undoneChanges;
     std::optional<OnlineFault> fault;  // what could not be undone on this device
 };
 
@@ -36,7 +36,7 @@ struct Undone {
 // ends, or null. After stop is cancelled, the function begins no further step.
 Undone Undo(const OnlineOptions& options, const DeviceInUse& device, Cancellation* stop);
 // Notifies the device that this device no longer uses its network. Returns the device's answer, or no value if the
-// device did not answer within limit.
+// device did not answer within the duration limit.
 std::optional<ReleaseAnswer> Release(const OnlineOptions& options, const DeviceInUse& device,
                                      std::chrono::milliseconds limit, Cancellation* stop);
 

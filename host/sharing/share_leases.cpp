@@ -26,6 +26,10 @@ ShareLeases::Renewal ShareLeases::Renew(const std::string& networkId, const std:
     if (isNew && leases_.size() >= MAX_SHARE_DEVICES) {
         return Renewal::TOO_MANY;
     }
+    const auto left = leaving_.find(macAddress);
+    if (isNew && !admitted_.contains(networkId) && left != leaving_.end() && now.boot < left->second) {
+        return Renewal::LATE;
+    }
     Lease& lease = leases_.try_emplace(networkId, Lease{macAddress, now.wall, now.boot, now.boot}).first->second;
     lease.macAddress = macAddress;
     lease.renewed = now.boot;
@@ -53,7 +57,7 @@ ShareLeases::Ended ShareLeases::End(const std::string& networkId, const std::str
     return ended;
 }
 
-std::vector<ShareLeases::EndedLease> ShareLeases::OnLook(const Wifi::ShareInfo& info, SteadyTime now)
+std::vector<ShareLeases::EndedLease> ShareLeases::OnHotspotState(const Wifi::ShareInfo& info, SteadyTime now)
 {
     std::vector<EndedLease> ended;
     for (auto lease = leases_.begin(); lease != leases_.end();) {
@@ -66,7 +70,7 @@ std::vector<ShareLeases::EndedLease> ShareLeases::OnLook(const Wifi::ShareInfo& 
         lease = leases_.erase(lease);
         unusedSince_ = now;
     }
-    if (!info.isOn || std::exchange(opening_, info.opening) != info.opening) {
+    if (!info.isOn || std::exchange(openingNumber_, info.openingNumber) != info.openingNumber) {
         unusedSince_.reset();
     }
     if (unusedSince_ && (!leases_.empty() || !info.stations.empty() || IsJoining(now))) {
@@ -92,7 +96,7 @@ bool ShareLeases::IsUnused(const Wifi::ShareInfo& info, SteadyTime now) const
 
 std::vector<ShareUser> ShareLeases::Users(const std::map<std::string, ShareUsage::Station>& stations) const
 {
-    std::map<std::string, std::pair<SteadyTime, std::string>> owners;  // by MAC address
+    std::map<std::string, std::pair<SteadyTime, std::string>> owners;  // keyed by MAC address
     for (const auto& [networkId, lease] : leases_) {
         const std::pair claim(lease.began, networkId);
         auto& owner = owners.try_emplace(lease.macAddress, claim).first->second;

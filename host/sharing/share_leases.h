@@ -1,7 +1,7 @@
 // ShareLeases: tracks which devices of the account use this device's hotspot. A device that uses the hotspot begins a
 // lease, renews it, and names its MAC address. From the leases, the connected stations and the recently admitted
 // devices, ShareLeases decides when the hotspot is unused. ShareLeases has no clock and no lock. The caller passes the
-// time and the hotspot's state (ShareControl::Look), and locks a mutex around each call. No call blocks.
+// time and the hotspot's state (ShareControl::ReadState), and locks a mutex around each call. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -38,12 +38,14 @@ public:
     // Call when the device was admitted to the service. The device may then request the hotspot and join it.
     void OnAdmitted(const std::string& networkId, SteadyTime now);
 
-    enum class Renewal { BEGUN, RENEWED, TOO_MANY };
+    // LATE: the device has just ended its use, and was not admitted since. The request was sent before the release.
+    enum class Renewal { BEGUN, RENEWED, TOO_MANY, LATE };
     Renewal Renew(const std::string& networkId, const std::string& macAddress, const ShareTime& now);
 
     struct Ended {
         bool hadLease = false;
-        bool wasKnown = false;  // it had a lease or was admitted, so a hotspot may be open because of it
+        // the device had a lease or was allowed to use the hotspot, so the hotspot may be open because of this device
+        bool wasKnown = false;
     };
     // Call when the device no longer uses the hotspot. macAddress: the device's station; empty: the station that the
     // device's lease names. The station is about to disconnect and no longer counts as a user.
@@ -55,7 +57,7 @@ public:
     };
     // Call with each new state of the hotspot. Returns the leases that ended because they expired or because the
     // hotspot is off.
-    std::vector<EndedLease> OnLook(const Wifi::ShareInfo& info, SteadyTime now);
+    std::vector<EndedLease> OnHotspotState(const Wifi::ShareInfo& info, SteadyTime now);
 
     // Returns true if no device has a lease or may be joining, and no station is connected. Connected stations of
     // devices that released their leases do not count.
@@ -81,10 +83,12 @@ private:
 
     const std::chrono::seconds closesAfter_;
     std::map<std::string, Lease> leases_;
-    std::map<std::string, SteadyTime> admitted_;  // when each device was admitted; removed by its lease or release
-    std::map<std::string, SteadyTime> leaving_;   // by MAC address: the time until which the station does not count
-    std::optional<SteadyTime> unusedSince_;       // no value: a lease exists, or there was none
-    uint32_t opening_ = 0;
+    // when each device was admitted; an entry is erased when the device's lease begins or the device releases the
+    // hotspot
+    std::map<std::string, SteadyTime> admitted_;
+    std::map<std::string, SteadyTime> leaving_;  // the time until which a station does not count; keyed by MAC address
+    std::optional<SteadyTime> unusedSince_;      // no value: a lease exists, or there has been no lease
+    uint32_t openingNumber_ = 0;
 };
 
 }  // namespace Vexo::Host

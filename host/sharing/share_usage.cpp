@@ -50,11 +50,11 @@ void ShareUsage::OnTime(const ShareTime& now)
     }
 }
 
-void ShareUsage::OnLook(const Wifi::ShareInfo& info, const ShareTime& now)
+void ShareUsage::OnHotspotState(const Wifi::ShareInfo& info, const ShareTime& now)
 {
     OnTime(now);
-    if (info.opening != opening_) {
-        opening_ = info.opening;
+    if (info.openingNumber != openingNumber_) {
+        openingNumber_ = info.openingNumber;
         stations_.clear();
     }
     for (auto& [macAddress, station] : stations_) {

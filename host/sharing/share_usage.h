@@ -1,6 +1,6 @@
 // ShareUsage: counts the bytes that the hotspots of this daemon have carried this month, and the bytes of each station
-// since it joined. It computes them from successive states of the hotspot (ShareControl::Look). ShareUsage has no clock
-// and no lock. The caller passes the time and the states, and locks a mutex around each call. No call blocks.
+// since it joined. It computes them from successive states of the hotspot (ShareControl::ReadState). ShareUsage has no
+// clock and no lock. The caller passes the time and the states, and locks a mutex around each call. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -22,7 +22,7 @@ class ShareUsage {
 public:
     struct Station {
         std::chrono::sys_seconds since;  // when the station was first seen
-        uint64_t bytes = 0;              // in both directions, since the time `since`
+        uint64_t bytes = 0;              // bytes carried in both directions since the time `since`
         bool isConnected = false;        // connected in the latest state of the hotspot
         SteadyTime lastSeen{};
         uint64_t lastReceived = 0;  // the station's counters in the latest state of the hotspot
@@ -31,10 +31,10 @@ public:
 
     ShareUsage(uint32_t firstDay, const SharingRecord& record, const ShareTime& now);
 
-    void OnLook(const Wifi::ShareInfo& info, const ShareTime& now);
-    // Starts a new month when the first day of that month has come. If the date is before the current month, the clock
-    // was set back, and the month does not change. If such dates last for a month, the clock was ahead before. Then the
-    // earlier month begins.
+    void OnHotspotState(const Wifi::ShareInfo& info, const ShareTime& now);
+    // Begins a new month when the date has reached a later month. Keeps the month when the date is before it, because
+    // somebody may have set the clock back. If the date stays before the month for as long as a month lasts, changes to
+    // the month of the date.
     void OnTime(const ShareTime& now);
 
     uint64_t MonthBytes() const { return monthBytes_; }
@@ -49,7 +49,7 @@ private:
     std::chrono::local_days month_;
     SteadyTime monthSeen_;  // when the date was last in the month month_
     uint64_t monthBytes_ = 0;
-    uint32_t opening_ = 0;
+    uint32_t openingNumber_ = 0;
     std::map<std::string, Station> stations_;
 };
 

@@ -80,7 +80,7 @@ private:
     // Ends the device's use of the hotspot. Returns true if the hotspot is off, or will close because no other device
     // uses it.
     bool EndUse(const std::string& networkId, const std::string& macAddress, const char* reason) EXCLUDES(mutex_);
-    void Save(Result<void>* result = nullptr) EXCLUDES(mutex_, fileMutex_);
+    Result<void> Save() EXCLUDES(mutex_, fileMutex_);  // also logs its first failure
 
     // ---- The following functions run on the strand.
     void UpdateHotspot() EXCLUDES(mutex_);
@@ -92,9 +92,9 @@ private:
     QuviewDFX::LogLimit<std::string> refusals_;  // keyed by network id
     bool hasCloseFailed_ = false;                // used on the strand only
 
-    // readMutex_ and fileMutex_ are locked before mutex_.
-    Mutex readMutex_;  // so that states of the hotspot are applied in the order in which they were read
-    Mutex fileMutex_;  // so that records are written in the order in which they were made
+    // Lock readMutex_ or fileMutex_ before mutex_.
+    Mutex readMutex_;  // held while a state of the hotspot is read and applied, so that states are applied in order
+    Mutex fileMutex_;  // held while a record is made and written, so that records are written in order
     SharingFile file_ GUARDED_BY(fileMutex_);
     bool hasSaveFailed_ GUARDED_BY(fileMutex_) = false;
 
@@ -199,7 +199,7 @@ LeaseAnswer SharingImpl::OnLease(const std::string& networkId, const LeaseReques
         return {};
     }
     const ShareLeases::Renewal renewal = leases_.Renew(networkId, request.macAddress, now);
-    if (renewal == ShareLeases::Renewal::TOO_MANY) {
+    if (renewal == ShareLeases::Renewal::TOO_MANY || renewal == ShareLeases::Renewal::LATE) {
         return {};
     }
     policy_->OnLeaseBegan(networkId);
@@ -285,15 +285,15 @@ void SharingImpl::PostHotspotUpdate()
 
 void SharingImpl::ReadHotspot()
 {
-    const MutexLock look(readMutex_);
-    Wifi::ShareInfo info = options_.share->Look();
+    const MutexLock readLock(readMutex_);
+    Wifi::ShareInfo info = options_.share->ReadState();
     const ShareTime now = Now();
     std::vector<ShareLeases::EndedLease> ended;
     {
         const MutexLock lock(mutex_);
         info_ = std::move(info);
-        usage_->OnLook(info_, now);
-        ended = leases_.OnLook(info_, now.boot);
+        usage_->OnHotspotState(info_, now);
+        ended = leases_.OnHotspotState(info_, now.boot);
         for (const ShareLeases::EndedLease& lease : ended) {
             policy_->OnShareEnded(lease.networkId);
         }
@@ -441,16 +441,14 @@ ShareChange SharingImpl::Decide(const std::string& networkId, ShareDecision deci
     if (decision == ShareDecision::NEVER) {
         EndUse(networkId, "", LeaseEnd::DENIED);
     }
-    Result<void> saved;
-    Save(&saved);
-    if (!saved) {
+    if (const Result<void> saved = Save(); !saved) {
         return {ShareFault{ShareFaultCode::FAILED,
                            "the decision is in effect, but only until the daemon ends: " + saved.error().message, ""}};
     }
     return {};
 }
 
-void SharingImpl::Save(Result<void>* result)
+Result<void> SharingImpl::Save()
 {
     const MutexLock file(fileMutex_);
     SharingRecord record;
@@ -462,15 +460,13 @@ void SharingImpl::Save(Result<void>* result)
         savedBytes_ = record.monthBytes;
         savedAt_ = now.boot;
     }
-    const Result<void> saved = file_.Save(record);
+    Result<void> saved = file_.Save(record);
     if (!saved && !std::exchange(hasSaveFailed_, true)) {
         QuviewDFX::LogWarn(LABEL, "%{public}s; rules, questions and byte counts are lost at a restart",
                            saved.error().message);
     }
     hasSaveFailed_ = !saved;
-    if (result != nullptr) {
-        *result = saved;
-    }
+    return saved;
 }
 
 void SharingImpl::Stop()

@@ -1,6 +1,6 @@
 // NetworkMonitor: reports the state of this device's networks. It reports whether the user has a network without this
 // daemon, what this device can share with other devices, and whether a joined network leads to the internet. Each
-// backend implements it. Any thread.
+// backend implements it. Thread-safe.
 #pragma once
 
 #include <chrono>
@@ -32,13 +32,13 @@ struct Battery {
     bool isCharging = false;
 };
 
-// The facts that decide whether this device needs the network of another device.
+// What decides whether this device needs the network of another device.
 struct NetworkSituation {
-    bool hasNetwork = false;       // there is a connection with a default route
-    bool isJoinedHere = false;     // that connection is a network that this daemon joined (ConnectToDevice)
-    bool hasOwnWire = false;       // a wired connection with connectivity
-    bool isSessionActive = false;  // a person uses this device: the first seat has an active session
-    bool wasLeftByHand = false;    // a person disconnected the network that this daemon had joined last
+    bool hasNetwork = false;             // there is a connection with a default route
+    bool isJoinedHere = false;           // that connection is a network that this daemon joined (ConnectToDevice)
+    bool hasOwnWire = false;             // a wired connection with connectivity
+    bool isSessionActive = false;        // a person uses this device: the first seat has an active session
+    bool wasDisconnectedByUser = false;  // a person disconnected the network that this daemon had joined last
     struct SavedNetwork {
         std::string name;
         uint8_t strengthPercent = 0;
@@ -65,14 +65,14 @@ public:
     // Starts a scan for networks. When the scan has finished, NetworkSituation::scan changes. Does not block.
     virtual void RequestScan() = 0;
     // Checks whether the joined network leads to the internet. Uses NetworkManager's connectivity check if that is
-    // configured. If it is not, or gives no result, asks the network's own name servers for the name servers of the DNS
-    // root, through the network's interface only (dns_probe.h). Blocks until there is a result, the deadline has passed
-    // or isCancelled returns true. Calls isCancelled at least every 100 ms.
+    // configured. If this check is not configured or gives no result, asks the network's own name servers for the name
+    // servers of the DNS root, through the network's interface only (dns_probe.h). Blocks until there is a result, the
+    // deadline has passed or isCancelled returns true. Calls isCancelled at least every 100 ms.
     virtual OnlineVerdict CheckOnline(const Wifi::JoinedNetwork& network, SteadyTime deadline,
                                       const std::function<bool()>& isCancelled) = 0;
-    // Sets the function that is called when the network situation may have changed. The backend calls it on a thread of
-    // its own, and it must not block. Set a function at most once. An empty function ends the calls: SetListener then
-    // returns when no call runs any more.
+    // Sets the function that is called when the network situation may have changed. The backend calls the function on a
+    // thread of its own. The function must not block. Set a function at most once. An empty function ends the calls:
+    // SetListener then returns when no call runs any more.
     virtual void SetListener(std::function<void()> changed) = 0;
 };
 

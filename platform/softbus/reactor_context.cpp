@@ -55,9 +55,9 @@ void ReactorContext::UpdateAllReachability()
 bool ReactorContext::CanSeek(const std::vector<int32_t>& linkTypes) const
 {
     return std::any_of(transports.begin(), transports.end(), [&](const auto& transport) {
-        return !transport->KeepsAddresses() &&
+        return !transport->HasStableAddresses() &&
                (linkTypes.empty() || std::any_of(linkTypes.begin(), linkTypes.end(), [&](int32_t type) {
-                    return transport->Carries(static_cast<LinkType>(type));
+                    return transport->SupportsLinkType(static_cast<LinkType>(type));
                 }));
     });
 }

@@ -32,6 +32,7 @@ struct ReactorContext : public NoCopyable {
     std::string ownNetworkId;
     Hello ownHello;
     size_t peerShare = 0;                // how many sessions one peer may have open to this device
+    bool limitsMessages = true;          // whether MESSAGE_BURST applies (sessions.h)
     PeerPolicy* policy = nullptr;        // null: every member may open every session
     std::set<std::string> openSessions;  // session servers for which the policy is not asked
     std::function<void()> onlineChanged;
@@ -52,13 +53,12 @@ struct ReactorContext : public NoCopyable {
     // Records the HELLO of a device whose certificate was verified, and updates the reachability of that device. If too
     // many devices are known, some are forgotten, and their reachability is updated too.
     void AddDevice(const std::string& networkId, const Hello& hello, const std::string& transport);
-    // Returns true if the device is known and announces itself now, or if this device had recent contact with it
-    // (KnownDevices). Any thread.
+    // Returns true if the device is known and announces itself now, or if this device had recent contact with that
+    // device (KnownDevices). Thread-safe.
     bool IsReachable(const std::string& networkId) const;
     // Call after each change that may affect the result of IsReachable. Logs a change of the result, and calls
     // onlineChanged.
     void UpdateReachability(const std::string& networkId);
-    // Calls UpdateReachability for every device.
     void UpdateAllReachability();
 
     // Returns true if at least one transport of these link types finds devices only while a channel seeks

@@ -74,8 +74,7 @@ private:
     Channels MakeChannels(FolderChannel::IsOwn isOwn) const;
     Result<void> AnnounceEachPeriod();
     void RunReactor() EXCLUDES(lifeMutex_);
-    // PostWhileRunning runs the parameter work on the reactor thread. If the soft bus is stopping, it does not run it
-    // and returns false.
+    // Runs work on the reactor thread. If the soft bus is stopping, drops work and returns false.
     template <typename WorkOnReactor>
     bool PostWhileRunning(WorkOnReactor work) EXCLUDES(lifeMutex_);
 
@@ -96,7 +95,7 @@ private:
     bool running_ GUARDED_BY(lifeMutex_) = false;
     bool reactorDone_ GUARDED_BY(lifeMutex_) = false;
     CondVar reactorEnded_;
-    Mutex stopMutex_;  // Stop holds it, so that a second call of Stop returns when the first one is done
+    Mutex stopMutex_;  // held by Stop, so that a second call of Stop returns only when the first call is done
     asio::executor_work_guard<asio::io_context::executor_type> work_;
     std::thread thread_ GUARDED_BY(stopMutex_);
 };
@@ -120,6 +119,7 @@ Server::Server(SoftBusOptions options)
 {
     context_.linkSetup.maxQueuedBytes = options_.maxQueuedBytes;
     context_.peerShare = options_.peerShare;
+    context_.limitsMessages = options_.limitsMessages;
     context_.policy = options_.policy;
     context_.openSessions = {options_.openSessions.begin(), options_.openSessions.end()};
     context_.onlineChanged = options_.onlineChanged;
@@ -216,7 +216,7 @@ Result<void> Server::Discover()
             return started;
         }
     }
-    // Set seek only now, because it must use all channels.
+    // seek uses all channels, so it is set only when all channels have started.
     PostWhileRunning([this] { context_.seek = [this] { return SeekOnAll(channels_); }; });
     return AnnounceEachPeriod();
 }

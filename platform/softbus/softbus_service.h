@@ -1,6 +1,6 @@
 // ISoftBusService: the interface of ability (in-process service) 4700, which the plain functions of session.h call.
 // SoftBusServer (softbus_server.h) implements it, and tests register their own implementations. A function that has the
-// same name as a function of session.h has the same contract. Any thread.
+// same name as a function of session.h has the same contract. Thread-safe.
 #pragma once
 
 #include <chrono>
@@ -15,11 +15,11 @@
 namespace Vexo::SoftBus {
 
 // One attempt to connect to a device at one address.
-struct WayTried {
+struct AddressTried {
     std::string transport;
     std::string address;
     WallTime at;         // when the attempt ended
-    std::string answer;  // why the attempt failed, as text for a person; empty: it succeeded
+    std::string answer;  // why the attempt failed, as text for a person; empty: the attempt succeeded
 };
 
 // A device of this account whose certificate was verified in a handshake. Ids are 64 hex characters.
@@ -30,12 +30,12 @@ struct Node {
     uint16_t deviceTypeId = 0;
     bool online = false;     // the device is reachable: it announces itself, or it had contact in the last 5 minutes
     int64_t lastSeenMs = 0;  // last contact, in ms since 1970-01-01 UTC; the current time while the device is reachable
-    // How far the device's clock is ahead of this device's clock. For a reachable device, its last HELLO in this run
-    // shows it. For another device, its announcement may show it. Empty if it is not known.
+    // How far the device's clock is ahead of this device's clock. For a reachable device: at its last HELLO in this
+    // run. For any other device: according to its announcement. No value if not known.
     std::optional<std::chrono::milliseconds> clockAhead{};
-    std::string transport{};        // the transport of address, such as "tcp"
-    std::string address{};          // the address to try first; empty if this device never connected to that device
-    std::vector<WayTried> tried{};  // the latest attempt at each address in this run, newest first
+    std::string transport{};            // the transport of address, such as "tcp"
+    std::string address{};              // the address to try first; empty if this device never connected to that device
+    std::vector<AddressTried> tried{};  // the latest attempt at each address in this run, newest first
 };
 
 // The values of Node::deviceTypeId.
@@ -58,7 +58,6 @@ public:
     virtual int GetPeerNetworkId(int sessionId, std::string& networkId) = 0;
     // Returns every known device. Reachable devices are first, and each group is sorted by name. Does not block.
     virtual std::vector<Node> Nodes() = 0;
-    // Returns the description of this device.
     virtual Node LocalNode() = 0;
 };
 

@@ -32,6 +32,8 @@ public:
 
     // Sets the frame with which this peer answers each message. Before this call, it answers nothing.
     void AnswerWith(const std::string& frame);
+    // Opens a session to a device. Returns the id of the session.
+    int Open(const std::string& networkId);
     // Opens a session to a device and sends the messages. Returns the first answer. If the parameter waits is false,
     // returns an empty text at once.
     std::string Ask(const std::string& networkId, const std::vector<std::string>& messages, bool waits = true);
@@ -39,8 +41,6 @@ public:
     void SendUntilClosed(const std::string& networkId, const std::string& message);
 
 private:
-    int Open(const std::string& networkId);
-
     using PeerListener = SoftBus::Tests::Listener<2>;
 
     SoftBus::Tests::Recorder& events_ = PeerListener::Events();

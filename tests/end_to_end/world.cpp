@@ -69,7 +69,7 @@ void Device::Start()
                         << name_ << R"(", "type": "phone"}, "softbus": {"listen": "127.0.0.1", "announce_dir": "link"})"
                         << R"(, "access": {"policy": "policy.json"}, "config_policy": {"roots": [)"
                         << (hasShippedFiles_ ? "\"" DISTNET_SHIPPED_FILES "\", " : "") << "\"" << name_
-                        << R"(/product"]}, "simulated": {"air_dir": "air"}})";
+                        << R"(/product"]}, "simulated": {"air_dir": "air"})" << settings_ << "}";
     daemon_ =
         std::make_unique<Process>(std::vector<std::string>{program_, "--config", file}, StateDir() / "daemon.log");
     ASSERT_TRUE(Eventually([&] { return Connect() != nullptr; })) << Log();

@@ -33,6 +33,8 @@ public:
     // From its next start, the device uses only the device configuration that WriteProductFile() wrote. It does not use
     // the shipped one.
     void OmitShippedFiles() { hasShippedFiles_ = false; }
+    // Adds members to the configuration of the daemon from its next start, such as "log": {"level": "error"}.
+    void AddSettings(const std::string& members) { settings_ += ", " + members; }
     // Writes the configuration of the daemon, starts the daemon and waits until the daemon answers.
     void Start();
     // Writes a file of the device configuration, which replaces the shipped file. Returns the path of the written file.
@@ -66,7 +68,7 @@ public:
     std::string Status(const std::string& key) const;
     int Count(const std::string& key) const;
     bool Sees(const std::string& networkId) const;
-    // Returns what Sees() returns after a scan.
+    // Makes the daemon scan, and then returns the result of Sees().
     bool Finds(const std::string& networkId) const;
 
 private:
@@ -75,6 +77,7 @@ private:
     const std::string hotspotKey_;
     std::string program_;
     bool hasShippedFiles_ = true;
+    std::string settings_;
     std::unique_ptr<Process> daemon_;
 };
 

@@ -67,12 +67,12 @@ class Command:
 
 
 class Device:
-    def __init__(self, test, name, kind, world, **settings):
+    def __init__(self, test, name, kind, world, preexec_fn=None, **settings):
         self.name, self.folder = name, world / name
         self.folder.mkdir()
         settings = {"device": {"name": name, "type": kind}, "softbus": {"announce_dir": str(world / "announcements")},
                     "simulated": {"air_dir": str(world / "air")}, **settings}
-        self.socket = daemon.start(test, BINARIES / "distnetd", self.folder, settings)
+        self.socket = daemon.start(test, BINARIES / "distnetd", self.folder, settings, preexec_fn=preexec_fn)
         self.state = self.folder / "phone"
 
     def run(self, *words, typed=None, **options):

@@ -14,7 +14,7 @@ namespace {
 using Host::OnlinePhase;
 using Host::OnlineStepState;
 
-constexpr const char* TAKING_BACK = "undoing what was begun";
+constexpr const char* UNDOING = "undoing what was begun";
 constexpr const char* OWNER = "waiting for the owner's answer";
 
 bool HasEnded(OnlinePhase phase)
@@ -113,7 +113,7 @@ std::string StepLog::WaitOf(const Host::OnlineAnswer& attempt, bool isEager) con
         return "";
     }
     if (attempt.phase == OnlinePhase::CANCELLING) {
-        return TAKING_BACK;
+        return UNDOING;
     }
     for (auto step = attempt.steps.rbegin(); step != attempt.steps.rend(); ++step) {
         const bool isOwnersTurn = asked_.count(step->networkId) != 0 && step->kind == Host::OnlineStepKind::HOTSPOT;
@@ -186,13 +186,15 @@ Outcome Attempt::TimedOut()
     if (!now_.steps.empty() && now_.steps.back().state == OnlineStepState::RUNNING) {
         why += " while " + WaitText(now_.steps.back());
     }
-    output_.Status(std::string("… ") + TAKING_BACK);
+    output_.Status(std::string("… ") + UNDOING);
     const Client::CallResult call = client_.CancelOnline(true, now_);
     WaitIfInterrupted();
     if (!call.Succeeded()) {
         Outcome outcome = FromCall(call);
         outcome.message = why + ", and it is not known what was undone: " + outcome.message;
+        outcome.name = "TIMED_OUT";
         outcome.exitCode = EXIT_TIMED_OUT;
+        outcome.code = CODE_TIMED_OUT;
         return outcome;
     }
     return now_.phase == OnlinePhase::ONLINE ? FromAttempt(now_, wish_.isForOne) : FromTimedOut(now_, why);
@@ -206,7 +208,7 @@ void CancelOnInterrupt(const GlobalOptions& options, Output& output)
                                  "cancelled; the daemon continues to undo what was begun", "", nullptr});
             (void)output.Flush();
         });
-        output.Status(std::string("… ") + TAKING_BACK);
+        output.Status(std::string("… ") + UNDOING);
         Outcome outcome;
         Host::OnlineAnswer attempt;
         // Uses a second connection to the daemon, because the first connection waits for an answer.

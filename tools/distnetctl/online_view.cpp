@@ -162,8 +162,8 @@ Outcome Failed(const Host::OnlineAnswer& attempt, bool isForOne)
         outcome.advice = Sentence(outcome.advice) + (outcome.advice.empty() ? "" : "\n") +
                          std::string("This device stays on its Wi-Fi; `distnetctl down` leaves it.");
     }
-    if (attempt.takenBack && !attempt.takenBack->deviceName.empty()) {
-        outcome.message += "; " + TakenBackText(*attempt.takenBack);
+    if (attempt.undoneChanges && !attempt.undoneChanges->deviceName.empty()) {
+        outcome.message += "; " + TakenBackText(*attempt.undoneChanges);
     }
     return outcome;
 }
@@ -216,9 +216,9 @@ std::string OnlineText(const Host::OnlineAnswer& received)
                    ". `distnetctl down` ends it.");
 }
 
-std::string TakenBackText(const Host::TakenBack& received)
+std::string TakenBackText(const Host::UndoneChanges& received)
 {
-    const Host::TakenBack back = Printable(received);
+    const Host::UndoneChanges back = Printable(received);
     std::string text = !back.backOn.empty() ? "this device is back on \"" + back.backOn + "\""
                        : back.hasLeftWifi   ? "this device has left the Wi-Fi"
                                             : "";
@@ -227,7 +227,7 @@ std::string TakenBackText(const Host::TakenBack& received)
     }
     text += text.empty() ? "" : "; ";
     return text + back.deviceName +
-           (!back.wasTold           ? " could not be notified, and closes its hotspot when no device uses it"
+           (!back.wasNotified       ? " could not be notified, and closes its hotspot when no device uses it"
             : back.hasClosedHotspot ? " closed its hotspot"
                                     : " left its hotspot as it was");
 }
@@ -255,7 +255,7 @@ Outcome FromAttempt(const Host::OnlineAnswer& attempt, bool isForOne)
     if (attempt.phase == OnlinePhase::CANCELLED) {
         Outcome outcome =
             FromFault(attempt.fault.value_or(Host::OnlineFault{OnlineFaultCode::CANCELLED, "", "", "", ""}));
-        outcome.message += "; " + TakenBackText(attempt.takenBack.value_or(Host::TakenBack{}));
+        outcome.message += "; " + TakenBackText(attempt.undoneChanges.value_or(Host::UndoneChanges{}));
         outcome.details = AttemptDetails(attempt);
         return outcome;
     }
@@ -270,7 +270,7 @@ Outcome FromCancelled(const Host::OnlineAnswer& attempt)
     const std::string said = attempt.phase == OnlinePhase::ONLINE
                                  ? "it was too late to cancel: you are online through " +
                                        EscapeHidden(attempt.deviceName) + "; `distnetctl down` ends it"
-                                 : "cancelled: " + TakenBackText(attempt.takenBack.value_or(Host::TakenBack{}));
+                                 : "cancelled: " + TakenBackText(attempt.undoneChanges.value_or(Host::UndoneChanges{}));
     const bool isStillUsed = attempt.phase == OnlinePhase::CANCELLED && !attempt.networkId.empty();
     return {EXIT_INTERRUPTED,
             CODE_INTERRUPTED,
@@ -285,7 +285,7 @@ Outcome FromTimedOut(const Host::OnlineAnswer& attempt, const std::string& why)
     return {EXIT_TIMED_OUT,
             CODE_TIMED_OUT,
             "TIMED_OUT",
-            why + "; " + TakenBackText(attempt.takenBack.value_or(Host::TakenBack{})),
+            why + "; " + TakenBackText(attempt.undoneChanges.value_or(Host::UndoneChanges{})),
             "Allow more with --timeout SECONDS, or leave it out.",
             AttemptDetails(attempt)};
 }
@@ -298,7 +298,7 @@ Outcome FromDown(const Host::DownAnswer& received)
     if (down.fault) {
         return outcome;
     }
-    const Host::TakenBack& back = down.takenBack;
+    const Host::UndoneChanges& back = down.undoneChanges;
     if (down.result == Host::DownResult::NOT_JOINED) {
         outcome.message = "This device is on no hotspot of another device; nothing to leave.";
     } else if (!back.hasLeftWifi) {
@@ -306,9 +306,9 @@ Outcome FromDown(const Host::DownAnswer& received)
     } else {
         std::string text = "You are off " + (back.deviceName.empty() ? "the" : back.deviceName + "'s") + " hotspot" +
                            (back.backOn.empty() ? "" : " and back on \"" + back.backOn + "\"") + ".";
-        Host::TakenBack there;  // what was undone on the other device
+        Host::UndoneChanges there;  // what was undone on the other device
         there.deviceName = back.deviceName;
-        there.wasTold = back.wasTold;
+        there.wasNotified = back.wasNotified;
         there.hasClosedHotspot = back.hasClosedHotspot;
         text += back.deviceName.empty() ? "" : " " + TakenBackText(there) + ".";
         outcome.message = Wrapped(text);

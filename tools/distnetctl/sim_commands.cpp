@@ -84,10 +84,10 @@ int RunSimSet(const GlobalOptions& options, Output& output, const std::vector<st
             return output.Finish(StateFailure(options.stateDir, state.error().message, ""));
         }
         std::error_code unknown;
-        const bool isThere = std::filesystem::exists(options.stateDir / Simulated::DEVICE_STATE_FILE, unknown);
+        const bool isPresent = std::filesystem::exists(options.stateDir / Simulated::DEVICE_STATE_FILE, unknown);
         return output.Finish(
             UsageError(state.error().message,
-                       isThere ? "`distnetctl sim show` lists the keys and what they allow." : NAME_THE_FOLDER));
+                       isPresent ? "`distnetctl sim show` lists the keys and what they allow." : NAME_THE_FOLDER));
     }
     return output.Finish(Done("Set; the device's daemon follows at once.", StateDetails(state.value())));
 }

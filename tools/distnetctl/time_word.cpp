@@ -40,15 +40,20 @@ std::optional<WallTime> Ago(const std::string& word, WallTime now)
             return std::nullopt;  // an age such as "30m1h" or "1h1h" is probably a typing error
         }
         last = unit;
-        now -= unit * std::stol((*part)[1]);
+        const std::chrono::seconds age = unit * std::stol((*part)[1]);
+        if (age > std::chrono::floor<std::chrono::seconds>(now.time_since_epoch())) {
+            return std::nullopt;  // before 1970; WallTime cannot hold every such time
+        }
+        now -= age;
     }
     return now;
 }
 
-// Parses a date in local time, with or without a time of day. Returns no value if the word is not a date.
+// Parses a date in local time, with or without a time of day. Returns no value if the word is not a date. The years
+// 1900 to 2199 are accepted, because WallTime ends in 2262.
 std::optional<WallTime> LocalDate(const std::string& word)
 {
-    static const std::regex FORM("(\\d{4})-(\\d\\d)-(\\d\\d)([ T](\\d\\d):(\\d\\d)(:(\\d\\d))?)?");
+    static const std::regex FORM("((?:19|20|21)\\d\\d)-(\\d\\d)-(\\d\\d)([ T](\\d\\d):(\\d\\d)(:(\\d\\d))?)?");
     std::smatch parts;
     if (!std::regex_match(word, parts, FORM)) {
         return std::nullopt;

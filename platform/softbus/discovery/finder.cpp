@@ -22,12 +22,11 @@ struct Finder::Configured {
     bool isReported = false;  // the failure at this address was logged
 };
 
-// A greeting that has not started yet. It starts when fewer than MAX_GREETINGS run.
+// A greeting that has not started yet. The greeting starts when fewer than MAX_GREETINGS run.
 struct Finder::Task {
     std::string networkId;  // the wanted device; empty: any device of the account except this one
     std::string idPrefix;   // see DialRequest::idPrefix
-    // Called when the greeting is about to start. If the function returns no route and seeks is false, the greeting is
-    // skipped.
+    // Called when the greeting is about to start. If no route is returned and seeks is false, the greeting is skipped.
     std::function<std::vector<Route>()> routes;
     Greeting::Done done;
     GreetingKind kind = GreetingKind::HELLO;
@@ -48,9 +47,9 @@ void Finder::AddConfigured(const PeerAddress& where)
 {
     DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     const auto& own = context_.ownHello.addresses;
-    const bool isThere = std::any_of(configured_.begin(), configured_.end(),
-                                     [&](const ConfiguredPtr& other) { return other->where == where; });
-    if (!isThere && std::find(own.begin(), own.end(), where) == own.end()) {
+    const bool isPresent = std::any_of(configured_.begin(), configured_.end(),
+                                       [&](const ConfiguredPtr& other) { return other->where == where; });
+    if (!isPresent && std::find(own.begin(), own.end(), where) == own.end()) {
         GreetConfigured(*configured_.insert(std::make_shared<Configured>(*context_.reactor, where)).first);
     }
 }
@@ -120,8 +119,8 @@ void Finder::OnAnnouncement(const std::string& channel, const std::string& name,
 }
 
 // Greets a device that announces itself with a token of the account and is not known yet. Only one greeting of a device
-// runs at a time. That greeting also tries addresses that the device announces later. It does not try avoided
-// addresses.
+// runs at a time. That greeting also tries addresses that the device announces later. Addresses that are avoided are
+// not tried.
 void Finder::GreetStranger(const std::string& idPrefix)
 {
     if (!greetedStrangers_.insert(idPrefix).second) {

@@ -8,19 +8,19 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// Returns the addresses of the device. The address that was dialled comes first. Then come the addresses in the
-// device's HELLO that this device can use.
+// Returns the addresses of the peer: first the address that was dialled, if it is stable, and then those addresses in
+// the peer's HELLO that this device can use.
 std::vector<PeerAddress> UsableAddresses(const ReactorContext& context, const Hello& hello, const PeerAddress& where,
                                          bool wasDialled)
 {
     std::vector<PeerAddress> addresses;
     const Transport* const dialled = wasDialled ? context.FindTransport(where.transport) : nullptr;
-    if (dialled != nullptr && dialled->KeepsAddresses()) {
+    if (dialled != nullptr && dialled->HasStableAddresses()) {
         addresses.push_back(where);
     }
     for (PeerAddress address : hello.addresses) {
         const Transport* transport = context.FindTransport(address.transport);
-        if (transport == nullptr || !transport->KeepsAddresses()) {
+        if (transport == nullptr || !transport->HasStableAddresses()) {
             continue;
         }
         if (address.transport == where.transport) {

@@ -25,16 +25,16 @@ std::vector<const Transport*> TransportsOf(const ReactorContext& context, const 
         choose([](const Transport&) { return true; });
     }
     for (const int32_t type : linkTypes) {
-        choose([type](const Transport& transport) { return transport.Carries(static_cast<LinkType>(type)); });
+        choose([type](const Transport& transport) { return transport.SupportsLinkType(static_cast<LinkType>(type)); });
     }
     return chosen;
 }
 
 constexpr const char* TCP = "tcp";
 
-// Returns true for an address of all interfaces, such as "0.0.0.0:7". A connection to it leads back to this device. A
-// device that listens on all its interfaces reports such an address. A peer that receives such an address over
-// Bluetooth cannot replace it by a real address.
+// Returns true for an address of all interfaces, such as "0.0.0.0:7". A connection to such an address leads back to
+// this device. A device that listens on all its interfaces reports such an address. A peer that receives such an
+// address over Bluetooth cannot replace it by a real address.
 bool IsOfAllInterfaces(const PeerAddress& address)
 {
     const auto parsed = ParseHostPort(address.address);
@@ -103,8 +103,8 @@ std::vector<Route> RoutesTo(const ReactorContext& context, const std::string& ne
         }
     };
     add(first, std::chrono::milliseconds(0));
-    // This delay does not depend on the number of announcements. Otherwise replayed announcements could delay an
-    // address that has worked before.
+    // An address that has worked before is tried after ANNOUNCED_AHEAD at the latest, however many addresses are
+    // announced. Otherwise replayed announcements could delay it.
     for (Route& route : routes) {
         route.after = contains(reached, route.where) ? std::min(route.after, ANNOUNCED_AHEAD) : route.after;
     }

@@ -36,9 +36,14 @@ std::string Sightings::OwnToken(const std::string& transport) const
 std::optional<Trust::TokenOwner> Sightings::OwnerOf(const std::string& transport, const std::string& token)
 {
     const auto tokens = TokensOf(transport);
-    if (auto owner = tokens->Read(token)) {
-        return owner;
-    }
+    auto owner = tokens->Read(token);
+    return owner ? owner : ReadOfAnyClock(*tokens, token);
+}
+
+// Reads at most MAX_DISTANT_READS foreign tokens in a minute. Beyond that, returns nullopt.
+std::optional<Trust::TokenOwner> Sightings::ReadOfAnyClock(const Trust::AnnouncementTokens& tokens,
+                                                           const std::string& token)
+{
     {
         const MutexLock lock(mutex_);
         if (const SteadyTime now = clock_.BootNow(); now - distantReadsSince_ >= std::chrono::minutes(1)) {
@@ -49,7 +54,7 @@ std::optional<Trust::TokenOwner> Sightings::OwnerOf(const std::string& transport
             return std::nullopt;
         }
     }
-    auto owner = tokens->ReadOfAnyClock(token);
+    auto owner = tokens.ReadOfAnyClock(token);
     if (!owner) {
         const MutexLock lock(mutex_);
         ++distantReads_;
@@ -62,12 +67,12 @@ bool Sightings::IsOurs(const std::string& transport, const std::string& token)
     return OwnerOf(transport, token).has_value();
 }
 
-bool Sightings::IsOwn(const std::string& transport, const std::string& token, WallTime then) const
+bool Sightings::IsOwn(const std::string& transport, const std::string& token, WallTime then)
 {
     const auto tokens = TokensOf(transport);
     std::optional<Trust::TokenOwner> owner = tokens->ReadMadeAt(then, token);
     if (!owner) {
-        owner = tokens->ReadOfAnyClock(token);
+        owner = ReadOfAnyClock(*tokens, token);
     }
     const MutexLock lock(mutex_);
     return owner && owner->idPrefix == ownPrefix_;

@@ -36,8 +36,8 @@ public:
 
     using TransportTokens = std::map<std::string, std::shared_ptr<const Trust::AnnouncementTokens>>;
 
-    // Sets the tokens by transport. Call before any other function, and again when the link keys change. tokens must
-    // have an element for each transport that is passed to another function.
+    // Sets the tokens of each transport. Call before any other function, and again when the link keys change. tokens
+    // must have an element for each transport that is passed to another function.
     void SetTokens(std::string ownNetworkId, TransportTokens tokens) EXCLUDES(mutex_);
 
     // Returns this device's token of the current period, for announcements over the given transport.
@@ -45,18 +45,19 @@ public:
     // Returns true if a device of this account made the token, even if the clock of that device is wrong.
     bool IsOurs(const std::string& transport, const std::string& token) EXCLUDES(mutex_);
     // Returns true if this device made the token. The result is also true if this device's clock was wrong when it made
-    // the token (AnnouncementTokens::ReadOfAnyClock). then: about when the token was made.
-    bool IsOwn(const std::string& transport, const std::string& token, WallTime then) const EXCLUDES(mutex_);
+    // the token (AnnouncementTokens::ReadOfAnyClock). then: the approximate time at which the token was made.
+    bool IsOwn(const std::string& transport, const std::string& token, WallTime then) EXCLUDES(mutex_);
 
     // Records a new or changed announcement. If announcement is nullopt, records that the announcement has ended.
-    // Returns the device to which the announcement belongs. Returns nullopt if that is this device or no device of the
-    // account, or if nothing was recorded.
+    // Returns the device to which the announcement belongs. Returns nullopt if the announcement belongs to this device
+    // or to no device of the account, or if nothing was recorded.
     std::optional<Trust::TokenOwner> Set(const std::string& channel, const std::string& name,
                                          const std::optional<Announcement>& announcement) EXCLUDES(mutex_);
     // Removes announcements that were not renewed within SIGHTING_LIFE. Call once a token period.
     void DropOld() EXCLUDES(mutex_);
 
-    // Returns true if the device announces itself, and no dial has failed to reach the device since.
+    // Returns true if the device announces itself. Returns false if a dial has failed to reach the device, until the
+    // next contact or the next change of the announcement.
     bool IsAnnounced(const std::string& networkId) const EXCLUDES(mutex_);
     // Returns the announced addresses of devices whose network id begins with idPrefix. The addresses of the newest
     // announcement come first.
@@ -72,7 +73,8 @@ public:
     // Call after contact with the device.
     void MarkAnswered(const std::string& networkId) EXCLUDES(mutex_);
     // Records the outcome of a handshake. where: the address of the handshake. idPrefix: the beginning of the device's
-    // network id. After a failure the address is avoided for AVOID_TIME. After a success it is no longer avoided.
+    // network id. After a failure the address is avoided for AVOID_TIME. After a success the address is no longer
+    // avoided.
     void RecordHandshake(const std::string& idPrefix, const PeerAddress& where, bool hasFailed) EXCLUDES(mutex_);
     bool IsAvoided(const std::string& idPrefix, const PeerAddress& where) const EXCLUDES(mutex_);
 
@@ -86,6 +88,8 @@ private:
 
     bool IsCurrent(const Sighting& sighting) const { return clock_.BootNow() - sighting.heardAt <= SIGHTING_LIFE; }
     std::optional<Trust::TokenOwner> OwnerOf(const std::string& transport, const std::string& token) EXCLUDES(mutex_);
+    std::optional<Trust::TokenOwner> ReadOfAnyClock(const Trust::AnnouncementTokens& tokens, const std::string& token)
+        EXCLUDES(mutex_);
 
     std::shared_ptr<const Trust::AnnouncementTokens> TokensOf(const std::string& transport) const EXCLUDES(mutex_);
 
@@ -94,7 +98,7 @@ private:
     std::string ownPrefix_ GUARDED_BY(mutex_);
     std::string ownNetworkId_ GUARDED_BY(mutex_);
     TransportTokens tokens_ GUARDED_BY(mutex_);
-    std::map<std::pair<std::string, std::string>, Sighting> heard_ GUARDED_BY(mutex_);      // by channel and name
+    std::map<std::pair<std::string, std::string>, Sighting> heard_ GUARDED_BY(mutex_);      // key: channel and name
     std::map<std::pair<std::string, PeerAddress>, SteadyTime> avoided_ GUARDED_BY(mutex_);  // the end of AVOID_TIME
     SteadyTime distantReadsSince_ GUARDED_BY(mutex_){};
     int distantReads_ GUARDED_BY(mutex_) = 0;  // foreign tokens read since distantReadsSince_

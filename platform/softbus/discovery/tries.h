@@ -1,6 +1,6 @@
 // Tries: the latest attempt of this run to connect to each address of each known device. People use it to find out why
-// a device is not reached. It is kept in memory only, with at most MAX_TRIED_ADDRESSES attempts for each device. Any
-// thread. No call blocks.
+// a device is not reached. At most MAX_TRIED_ADDRESSES attempts are kept for each device, in memory only. Thread-safe.
+// No call blocks.
 #pragma once
 
 #include <map>
@@ -24,11 +24,11 @@ public:
     void Record(const std::string& networkId, const PeerAddress& where, WallTime at, const std::string& answer)
         EXCLUDES(mutex_);
     // Returns the attempts at the device's addresses. The latest comes first.
-    std::vector<WayTried> Of(const std::string& networkId) const EXCLUDES(mutex_);
+    std::vector<AddressTried> Of(const std::string& networkId) const EXCLUDES(mutex_);
 
 private:
     mutable Mutex mutex_;
-    std::map<std::string, std::vector<WayTried>> tries_ GUARDED_BY(mutex_);
+    std::map<std::string, std::vector<AddressTried>> tries_ GUARDED_BY(mutex_);
 };
 
 }  // namespace Vexo::SoftBus

@@ -206,8 +206,8 @@ void Dial::StartDueAttempts()
     }
 }
 
-// Starts to seek if it is time to do so. Starts again if the addresses that were found by seeking have failed. Returns
-// true while a channel seeks.
+// Starts to seek when SEEK_DELAY has passed or all addresses have failed. Seeks again if the addresses that were found
+// by seeking have failed. Returns true while a channel seeks.
 bool Dial::SeeksNow()
 {
     const auto passed = std::chrono::ceil<std::chrono::milliseconds>(Clock::System().Now() - start_);
@@ -329,7 +329,7 @@ void Dial::RepeatIfByRadio(const PeerAddress& where)
     if (route == untried || routes_.size() >= MAX_ROUTES) {
         return;
     }
-    const bool isByRadio = route->wasSought || (transport != nullptr && !transport->KeepsAddresses());
+    const bool isByRadio = route->wasSought || (transport != nullptr && !transport->HasStableAddresses());
     if (!isByRadio) {
         return;
     }

@@ -31,7 +31,10 @@ int ResultOf(LinkEnd end)
 }  // namespace
 
 Sessions::SessionLink::SessionLink(Sessions& sessions, SessionPtr session)
-    : sessions_(sessions), session_(std::move(session)), timer_(*sessions.context_.reactor)
+    : sessions_(sessions),
+      session_(std::move(session)),
+      timer_(*sessions.context_.reactor),
+      paceTimer_(*sessions.context_.reactor)
 {
 }
 
@@ -124,7 +127,7 @@ void Sessions::SessionLink::OnOpened(const std::string& payload)
         if (refusal != PeerRefusal::NONE && sessions_.context_.policy != nullptr) {
             sessions_.context_.policy->OnRefusedBy(session_->Request().peerNetworkId, refusal);
         }
-        // The caller gets the peer's result only if the peer cannot have more sessions. For every other failure it gets
+        // If the peer cannot have more sessions, OnSessionOpened gets the peer's result. Otherwise OnSessionOpened gets
         // SOFTBUS_PEER_REFUSED.
         const bool isFull = result.value() == SOFTBUS_LIMIT || result.value() == SOFTBUS_PEER_SHARE;
         ReportResult(isFull ? result.value() : SOFTBUS_PEER_REFUSED);
@@ -216,11 +219,32 @@ void Sessions::SessionLink::OnData(std::string payload)
     const SessionRequest& request = session_->Request();
     if (request.outbound || sessions_.AskPolicy(request.peerNetworkId, request.serverName) == PeerRefusal::NONE) {
         session_->DeliverBytes(std::move(payload), link_);
+        if (sessions_.context_.limitsMessages) {
+            Pace();
+        }
         return;
     }
     const std::shared_ptr<Link> link = link_;
     OnEnded(LinkEnd::REFUSED, "the owner's rules refuse that device");
     link->Close();
+}
+
+// Counts a message. Pauses reading if the peer sends messages faster than allowed.
+void Sessions::SessionLink::Pace()
+{
+    const SteadyTime now = Clock::System().Now();
+    allowedSince_ = std::max(allowedSince_, now - MESSAGE_BURST * MESSAGE_INTERVAL) + MESSAGE_INTERVAL;
+    if (allowedSince_ <= now) {
+        return;
+    }
+    link_->PauseReading();
+    paceTimer_.expires_after(MESSAGE_PAUSE);
+    paceTimer_.async_wait([self = shared_from_this()](const asio::error_code& error) {
+        // Without room, reading resumes when the callbacks have returned.
+        if (!error && self->link_ && self->session_->HasRoom()) {
+            self->link_->ResumeReading();
+        }
+    });
 }
 
 // Sends PING if nothing was sent for PING_PAUSE. Ends the session if nothing was received for SILENCE_LIMIT. Both sides
@@ -286,8 +310,8 @@ void Sessions::SessionLink::OnEnded(LinkEnd end, const std::string& why)
 }
 
 // Call when the peer has closed the link while the session was opening. If the link used outdated link keys, the peer
-// sends its account state before it closes the link. In that case this function dials again when that state is adopted,
-// within the same time limit, and returns true. Otherwise it returns false.
+// sends its account state before it closes the link. In that case this function returns true, and dials again when that
+// state is adopted. Both dials together have one time limit. In any other case, returns false.
 bool Sessions::SessionLink::DialAgain()
 {
     StateExchange* const exchange = sessions_.context_.exchange;

@@ -47,6 +47,7 @@ private:
     bool DialAgain();
     void OnOpened(const std::string& payload);
     void OnData(std::string payload);
+    void Pace();
     void ReportResult(int result);
     void DeliverResult();
     void BeginOpen();
@@ -61,12 +62,14 @@ private:
     Stage stage_ = Stage::WAITS_FOR_SERVER;
     std::shared_ptr<Link> link_;
     asio::steady_timer timer_;
+    asio::steady_timer paceTimer_;  // resumes reading from a peer that has sent too many messages
+    SteadyTime allowedSince_{};  // one message each MESSAGE_INTERVAL since this time makes the number of those received
     std::shared_ptr<Dial> dial_;
     // The next five members are used only if this side opens the session.
     PeerAddress where_;
     bool hasHello_ = false;    // HELLO of the other side was received
     bool dialsAgain_ = false;  // the first link used outdated link keys, so a second dial follows
-    SteadyTime deadline_{};    // the time limit of the first dial
+    SteadyTime deadline_{};    // the time at which opening the session fails
     int result_ = SOFTBUS_NO_LINK;
 };
 
@@ -76,7 +79,7 @@ public:
 
     void Start();
     void ServerAppeared();
-    // Sends OPENED with this failure, and closes the link.
+    // Sends OPENED with the given result, and closes the link.
     void Refuse(int result);
     const std::string& ServerName() const { return open_.serverName; }
     const std::string& PeerNetworkId() const { return link_->PeerNetworkId(); }

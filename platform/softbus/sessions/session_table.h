@@ -74,8 +74,8 @@ public:
     // started.
     void StopCallbacks() { callbacksStopped_ = true; }
 
-    // Returns the time at which OpenSession returned, or time_point::max() before that. OnSessionOpened must not run
-    // earlier.
+    // Returns the time at which OpenSession returned. Returns time_point::max() while OpenSession still runs.
+    // OnSessionOpened must not be called before this time.
     std::chrono::steady_clock::time_point ReturnedAt() const { return returnedAt_.load(); }
     void SetReturnedAt(std::chrono::steady_clock::time_point when) { returnedAt_ = when; }
 
@@ -89,6 +89,8 @@ public:
     void DeliverOpened(int result);
     void DeliverBytes(std::string payload, const std::shared_ptr<Link>& link);
     void DeliverClosed(std::shared_ptr<SessionTable> table);
+    // Returns false while so many bytes wait that reading from the link is paused.
+    bool HasRoom() const { return undelivered_ <= MAX_UNDELIVERED_BYTES; }
 
 private:
     void CallBytes(const ISessionListener& listener, const std::string& payload) const;
@@ -127,8 +129,8 @@ public:
     // Creates a session with a new id. Returns null if there are maxSessions sessions already.
     SessionPtr Add(SessionRequest request) EXCLUDES(mutex_);
     SessionPtr Find(int id) const EXCLUDES(mutex_);
-    // Removes the session and returns it. Returns null if there is no session with that id (any more). Only the caller
-    // that gets the session may close it and report its end.
+    // Removes the session and returns it. Returns null if the table has no session with that id. Only the caller that
+    // gets the session may close it and report its end.
     SessionPtr Remove(int id) EXCLUDES(mutex_);
     // Returns the number of sessions that the peer has opened.
     size_t InboundCount(const std::string& peerNetworkId) const EXCLUDES(mutex_);

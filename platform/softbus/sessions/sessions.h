@@ -27,7 +27,7 @@ inline constexpr std::chrono::milliseconds OPEN_LIMIT{6000};
 inline constexpr std::chrono::milliseconds SEEKING_OPEN_LIMIT{9000};
 // How long an outbound session waits until this side's session server exists.
 inline constexpr std::chrono::milliseconds OWN_SERVER_WAIT{10'000};
-// How long an inbound session waits until the session server exists that the peer asks for.
+// How long an inbound session waits for the session server that the peer has named.
 inline constexpr std::chrono::milliseconds ACCEPT_WAIT{5000};
 // OnSessionOpened runs at least this long after OpenSession has returned, so that the caller can store the session id
 // first.
@@ -36,6 +36,12 @@ inline constexpr std::chrono::microseconds OPENED_DELAY{1100};
 // session.
 inline constexpr std::chrono::milliseconds PING_PAUSE{2000};
 inline constexpr std::chrono::milliseconds SILENCE_LIMIT{6000};
+// A session delivers at most MESSAGE_BURST messages at once, and then one more each MESSAGE_INTERVAL. If the peer sends
+// more, reading pauses for MESSAGE_PAUSE. Each message is work for the service, so a peer without this limit could keep
+// the processors busy.
+inline constexpr int MESSAGE_BURST = 2048;
+inline constexpr std::chrono::microseconds MESSAGE_INTERVAL{500};
+inline constexpr std::chrono::milliseconds MESSAGE_PAUSE{20};
 
 class Sessions : public NoCopyable {
 public:
@@ -45,13 +51,13 @@ public:
     void Open(const SessionPtr& session);
     // Call after the session was removed from the SessionTable.
     void Close(const SessionPtr& session);
-    // Call when a session server was created. Continues the opening of the sessions that wait for it.
+    // Call when a session server was created. Continues the opening of the sessions that wait for this server.
     void ServerAppeared(const std::string& name);
     // Call when the peer of an inbound link has sent OPEN. open: the payload of the OPEN frame.
     void AdoptInbound(const std::shared_ptr<Link>& link, const std::string& open);
     // Ends the sessions with devices that are no longer members of the account.
     void EndRemoved();
-    // Ends the sessions that are still opening with a failure, and closes the open ones.
+    // Closes the open sessions. A session that is still opening ends with a failure.
     void Stop();
 
     size_t OpenCount() const { return openCount_.load(); }
@@ -71,9 +77,9 @@ private:
 
     ReactorContext& context_;
     const std::shared_ptr<SessionTable> table_;
-    std::map<int, std::shared_ptr<SessionLink>> links_;  // by session id
+    std::map<int, std::shared_ptr<SessionLink>> links_;  // key: the session id
     std::set<std::shared_ptr<WaitingPeer>> waitingPeers_;
-    QuviewDFX::LogLimit<std::string> refusalLines_;  // by network id
+    QuviewDFX::LogLimit<std::string> refusalLines_;  // key: the network id
     std::atomic<size_t> openCount_{0};
     std::atomic<size_t> pendingCount_{0};
     bool stopped_ = false;

@@ -21,7 +21,10 @@ public:
     ~TcpTransport() override;
 
     std::string Name() const override { return "tcp"; }
-    bool Carries(LinkType type) const override { return type == LINK_TYPE_WIFI_5G || type == LINK_TYPE_WIFI_2G; }
+    bool SupportsLinkType(LinkType type) const override
+    {
+        return type == LINK_TYPE_WIFI_5G || type == LINK_TYPE_WIFI_2G;
+    }
     [[nodiscard]] Result<std::string> Listen(Accepted accepted) override;
     [[nodiscard]] Result<void> CheckAddress(const std::string& address) const override;
     [[nodiscard]] std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit,

@@ -39,13 +39,13 @@ struct Stream {
     std::shared_ptr<void> use{};  // counts open streams; released after the stream is closed
 };
 
-// Limits for inbound connections whose client has not proved yet that it has the account's link key (link/admission.h):
-// how long the proof may take, and how many connections may wait for it.
+// Limits for inbound connections whose client has not proved yet that it has the account's link key (link/admission.h).
+// time: how long the proof may take. The other members: how many such connections may exist.
 struct AdmissionLimits {
     std::chrono::milliseconds time{2000};
     size_t connections = 1024;
     size_t ofSource = 128;  // connections from one source (Transport::SourceOf)
-    // How many connections may wait from sources where a member of the account has connected before.
+    // How many such connections may exist from sources from which a member of the account has connected before.
     // AdmissionLimits::connections then limits only the other sources. 0: AdmissionLimits::connections limits all
     // sources together.
     size_t ofMembers = 512;
@@ -53,14 +53,14 @@ struct AdmissionLimits {
 
 class Transport {
 public:
-    // Gets the connected stream, or the error of Connect.
+    // Receives the connected stream, or the error of Connect.
     using Connected = std::function<void(Result<Stream>)>;
     using Accepted = std::function<void(Stream stream, const std::string& from)>;
 
     virtual ~Transport() = default;
 
-    virtual std::string Name() const = 0;           // such as "tcp"
-    virtual bool Carries(LinkType type) const = 0;  // whether the transport implements that link type
+    virtual std::string Name() const = 0;                    // such as "tcp"
+    virtual bool SupportsLinkType(LinkType type) const = 0;  // whether the transport implements that link type
     // Starts to accept connections. Returns the bound address to which peers can connect, such as "127.0.0.1:40117".
     // Returns an empty text if peers can learn the address only from announcements.
     [[nodiscard]] virtual Result<std::string> Listen(Accepted accepted) = 0;
@@ -72,7 +72,7 @@ public:
     [[nodiscard]] virtual std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit,
                                                         Connected done) = 0;
     // Returns the address at which this device can connect to a peer. A peer that listens on all its interfaces does
-    // not know which of its addresses this device can reach.
+    // not know which of the peer's addresses this device can reach.
     // announced: the address that the peer reports in its HELLO.
     // seenFrom: the address that this device dialled, or from which the peer connected.
     virtual std::string Reachable(const std::string& announced, const std::string& /*seenFrom*/) const
@@ -81,7 +81,7 @@ public:
     }
     // Returns true if an address stays valid for the same device. If false, the soft bus uses an address only while it
     // is announced, and does not store it.
-    virtual bool KeepsAddresses() const { return true; }
+    virtual bool HasStableAddresses() const { return true; }
     // Returns the name of the source to which a connection from that address belongs, such as its host. Connections are
     // counted by source.
     virtual std::string SourceOf(const std::string& from) const { return from; }

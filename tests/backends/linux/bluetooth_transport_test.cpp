@@ -58,7 +58,6 @@ public:
     int openError = 0;
     int connectError = 0;  // the error that Connect() returns
     int lateError = 0;     // the error that SendUnit() returns when a pending connect completes
-    int refusals = 0;
     int connects = 0;
     bool isSilent = false;  // whether a connect stays pending until Answer()
     std::deque<int> acceptErrors;
@@ -306,7 +305,7 @@ TEST_F(BluetoothTransportTest, OpensSpareChannelsForNextSessions)
     EXPECT_EQ(Connect(self), "connected, 600 bytes");
     RunUntil([&] { return accepted.size() == 3; });
     reactor.restart();
-    reactor.run_for(milliseconds(50));  // completes the two connections opened ahead
+    reactor.run_for(milliseconds(50));  // completes the two connections that were opened in advance
     EXPECT_EQ(Connect(self), "connected, 600 bytes");
     EXPECT_EQ(Connect(self), "connected, 600 bytes");
     EXPECT_EQ(sockets.connects, 3) << "these were the spare ones";

@@ -1,5 +1,6 @@
 #include "tests/backends/linux/network_manager_wifi_test.h"
 
+#include "platform/base/files.h"
 #include "platform/wifi/wifi_budgets.h"
 
 namespace Vexo::Tests {
@@ -40,6 +41,22 @@ TEST_F(NetworkManagerWifiTest, OwnHotspotStartsStopsAndKeepsKeyWithoutUserProfil
     const auto mode = std::filesystem::status(phone_.Folder() / Linux::HOTSPOT_KEY_FILE).permissions();
     EXPECT_EQ(mode, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
     EXPECT_FALSE(log_.Contains(key));
+}
+
+TEST_F(NetworkManagerWifiTest, DamagedKeyFileIsReplaced)
+{
+    using namespace std::string_literals;
+    const std::filesystem::path file = phone_.Folder() / Linux::HOTSPOT_KEY_FILE;
+    for (const std::string& damaged :
+         {""s, "cut in the middle"s, "cut in \xff\x00 noise\n"s, "short\n"s, "two\nlines\n"s}) {
+        std::ofstream(file, std::ios::binary) << damaged;
+        phone_.Start();
+        EXPECT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK) << damaged;
+        const std::string key = phone_.Config().GetPreSharedKey();
+        EXPECT_EQ(key.size(), 16U) << damaged;
+        EXPECT_EQ(ReadWholeFile(file, 64).value_or(""), key + "\n");
+        phone_.End();
+    }
 }
 
 TEST_F(NetworkManagerWifiTest, ChangedKeyClosesOwnHotspotAndKeepsUsersHotspot)
@@ -283,13 +300,13 @@ TEST_F(NetworkManagerWifiTest, MissingAnswerDoesNotRemoveRadio)
 {
     laptop_.Options().answerLimit = milliseconds(200);
     laptop_.Start();
-    ASSERT_TRUE(laptop_.StationPresence().isThere);
+    ASSERT_TRUE(laptop_.StationPresence().isPresent);
     // After a change of the radio, the daemon reads the radio's properties twice: once for an open hotspot, and once to
-    // find out whether station and hotspot are available. Both reads get no answer.
+    // find out whether station and hotspot are available. Neither read gets an answer.
     Lose(air_.Laptop(), "GetAll", 2);
     Do(air_.Laptop(), R"({"do": "capabilities", "bits": 127})");
     ASSERT_TRUE(Eventually([&] { return Has(Laptop(), "\"lost\": 0"); }));
-    EXPECT_FALSE(Eventually([&] { return !laptop_.StationPresence().isThere; }, milliseconds(400)));
+    EXPECT_FALSE(Eventually([&] { return !laptop_.StationPresence().isPresent; }, milliseconds(400)));
 }
 
 TEST_F(NetworkManagerWifiTest, WrongWpa3KeyIsDistinguishedFromMissingHotspot)
@@ -348,11 +365,12 @@ TEST_F(NetworkManagerWifiTest, AbilitiesFollowNetworkManagerBusAndRadio)
 {
     ShareGarden();
     laptop_.Start();
-    EXPECT_TRUE(laptop_.StationPresence().isThere);
+    EXPECT_TRUE(laptop_.StationPresence().isPresent);
     EXPECT_EQ(laptop_.HotspotPresence(), (Linux::Presence{true, "NetworkManager 1.42.4, wlan1"}));
-    const auto isThere = [&](bool there) {
-        return Eventually(
-            [&] { return laptop_.StationPresence().isThere == there && laptop_.HotspotPresence().isThere == there; });
+    const auto isPresent = [&](bool there) {
+        return Eventually([&] {
+            return laptop_.StationPresence().isPresent == there && laptop_.HotspotPresence().isPresent == there;
+        });
     };
 
     ASSERT_EQ(Join().state, WifiLinkState::CONNECTED);
@@ -368,27 +386,27 @@ TEST_F(NetworkManagerWifiTest, AbilitiesFollowNetworkManagerBusAndRadio)
     laptop_.Options().station.searchLimit = WAIT_LIMIT;
     ASSERT_EQ(laptop_.Station()->ConnectToDevice({-1, "Cellar", "", KEY, ""}), Wifi::WIFI_OK);
     Do(air_.Laptop(), R"({"do": "leave_bus"})");
-    EXPECT_TRUE(isThere(false));
+    EXPECT_TRUE(isPresent(false));
     EXPECT_EQ(laptop_.HotspotPresence().reason, "NetworkManager does not run");
     EXPECT_EQ(WaitWhile(WifiLinkState::CONNECTING).reason, "NetworkManager has stopped");
     EXPECT_NE(laptop_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
     Do(air_.Laptop(), R"({"do": "join_bus"})");
-    EXPECT_TRUE(isThere(true));
+    EXPECT_TRUE(isPresent(true));
     Do(air_.Laptop(), R"({"do": "capabilities", "bits": 63})");
-    EXPECT_TRUE(Eventually([&] { return !laptop_.HotspotPresence().isThere; }));
-    EXPECT_TRUE(laptop_.StationPresence().isThere);
+    EXPECT_TRUE(Eventually([&] { return !laptop_.HotspotPresence().isPresent; }));
+    EXPECT_TRUE(laptop_.StationPresence().isPresent);
     EXPECT_EQ(laptop_.HotspotPresence().reason, "NetworkManager 1.42.4, no Wi-Fi device can be an access point");
     EXPECT_EQ(laptop_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_NOT_SUPPORTED);
 
     air_.Laptop().End("bus");
-    EXPECT_TRUE(isThere(false));
+    EXPECT_TRUE(isPresent(false));
     const Result<std::string> unheard = laptop_.Bus().GetProperty<std::string>(
         {Linux::NETWORK_MANAGER, Linux::NETWORK_MANAGER_PATH, Linux::NETWORK_MANAGER}, "Version");
     ASSERT_FALSE(unheard);
     EXPECT_EQ(unheard.error().code, ErrorCode::UNAVAILABLE) << unheard.error().message;
     air_.Laptop().StartBus();
     air_.Laptop().Start("NetworkManager", {"/usr/bin/python3", FAKE_NETWORK_MANAGER, air_.Laptop().Address()});
-    EXPECT_TRUE(isThere(true));
+    EXPECT_TRUE(isPresent(true));
 }
 
 TEST_F(NetworkManagerWifiTest, CallWithoutUsableAnswerReportsError)

@@ -92,7 +92,7 @@ TEST_F(NetworkMonitorTest, SituationDistinguishesUsersNetworksFromJoinedOnes)
     ASSERT_EQ(Join().state, WifiLinkState::CONNECTED);
     EXPECT_TRUE(monitor_->Situation().isJoinedHere);
     Laptop(R"({"do": "deactivate"})");
-    EXPECT_TRUE(Eventually([&] { return monitor_->Situation().wasLeftByHand; }));
+    EXPECT_TRUE(Eventually([&] { return monitor_->Situation().wasDisconnectedByUser; }));
 
     Laptop(R"({"do": "connect_by", "kind": "802-3-ethernet", "connectivity": 3})");
     EXPECT_TRUE(monitor_->Situation().hasOwnWire) << "nobody checks";

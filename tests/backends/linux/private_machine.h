@@ -90,12 +90,12 @@ public:
     }
     void AwaitService(const std::string& service, const std::string& name)
     {
-        const bool isThere = EndToEnd::Eventually([&] {
+        const bool isPresent = EndToEnd::Eventually([&] {
             const Linux::BusObject dbus{"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus"};
             const Result<bool> owned = bus_->Call<bool>(dbus, "NameHasOwner", Linux::BUS_CALL_LIMIT, service);
             return owned && owned.value();
         });
-        EXPECT_TRUE(isThere) << Output(name);
+        EXPECT_TRUE(isPresent) << Output(name);
     }
 
 private:

@@ -30,26 +30,26 @@ TEST_F(WifiControlTest, ShareReportsUsersAndIsClosedWithReason)
     Wifi::ShareControl& share = *phone_.Hotspot();
     std::atomic<int> changes{0};
     share.SetListener([&] { ++changes; });
-    EXPECT_FALSE(share.Look().isOn);
+    EXPECT_FALSE(share.ReadState().isOn);
     phone_.stations = 2;
     ASSERT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
-    ASSERT_TRUE(Eventually([&] { return share.Look().stations.size() == 2; }));
-    const ShareInfo opened = share.Look();
+    ASSERT_TRUE(Eventually([&] { return share.ReadState().stations.size() == 2; }));
+    const ShareInfo opened = share.ReadState();
     EXPECT_TRUE(opened.isOn && opened.isOpenedHere && opened.areStationsKnown);
-    EXPECT_EQ(opened.opening, 1U);
+    EXPECT_EQ(opened.openingNumber, 1U);
     EXPECT_EQ(opened.stations[0].receivedBytes, 2000U);
 
     EXPECT_TRUE(share.Close(Wifi::ShareClosed::RELEASED));
     EXPECT_TRUE(Has(Phone(), "\"active\": []")) << "it is off when the call returns";
-    EXPECT_FALSE(share.Look().isOn);
-    EXPECT_TRUE(share.Look().stations.empty());
+    EXPECT_FALSE(share.ReadState().isOn);
+    EXPECT_TRUE(share.ReadState().stations.empty());
     EXPECT_TRUE(share.Close(Wifi::ShareClosed::DATA_LIMIT)) << "none is on";
     EXPECT_EQ(events_.Lines(), ClosedFor("RELEASED"));
 
     ShareGarden();
-    ASSERT_TRUE(Eventually([&] { return share.Look().isOn; }));
-    EXPECT_FALSE(share.Look().isOpenedHere);
-    EXPECT_EQ(share.Look().opening, 2U);
+    ASSERT_TRUE(Eventually([&] { return share.ReadState().isOn; }));
+    EXPECT_FALSE(share.ReadState().isOpenedHere);
+    EXPECT_EQ(share.ReadState().openingNumber, 2U);
     EXPECT_EQ(share.Close(Wifi::ShareClosed::RELEASED).error().code, ErrorCode::REFUSED);
     EXPECT_TRUE(Eventually([&] { return changes == 3; })) << changes;
     share.SetListener(nullptr);
@@ -77,7 +77,7 @@ TEST_F(WifiControlTest, LeavingJoinedNetworkRestoresPreviousOne)
     EXPECT_TRUE(Has(Laptop(), ActiveIs(Air::USERS_NETWORK))) << "it is joined when the call returns";
     EXPECT_EQ(laptop_.Station()->GetLinkInfo().reason, "disconnected on request");
     EXPECT_FALSE(station.Joined());
-    EXPECT_FALSE(laptop_.Station()->WasLeftByHand());
+    EXPECT_FALSE(laptop_.Station()->WasDisconnectedByUser());
     ExpectAsBefore(laptop_, Air::USERS_NETWORK, Air::USERS_NETWORK);
     ExpectLeft(station.Leave(attempt, WAIT_LIMIT), false, "far away");
 }

@@ -30,12 +30,12 @@ public:
         options_.hotspot.deviceName = name;
         options_.hotspot.networkId = "7f3a11";
         options_.hotspot.switchDelay = std::chrono::milliseconds(60);
-        options_.hotspot.limits.look = std::chrono::milliseconds(20);
+        options_.hotspot.limits.checkPeriod = std::chrono::milliseconds(20);
         options_.hotspot.listStations = [this](const std::string&) -> Result<std::vector<Wifi::ShareStation>> {
             return std::vector<Wifi::ShareStation>(stations, {"02:00:5e:10:00:09", 2000, 1000});
         };
         options_.station.searchLimit = std::chrono::seconds(3);  // longer than a bus call on a busy machine
-        options_.station.lookAgain = std::chrono::milliseconds(50);
+        options_.station.checkPeriod = std::chrono::milliseconds(50);
     }
     ~WifiMachine() { End(); }
 
@@ -126,8 +126,8 @@ public:
     {
         phone_.Start("NetworkManager", {"/usr/bin/python3", FAKE_NETWORK_MANAGER, phone_.Address(), laptop_.Address()});
         phone_.AwaitService(Linux::NETWORK_MANAGER, "NetworkManager");
-        const bool isThere = Eventually([&] { return static_cast<bool>(Do(laptop_, "{\"do\": \"state\"}")); });
-        EXPECT_TRUE(isThere) << phone_.Output("NetworkManager");
+        const bool isPresent = Eventually([&] { return static_cast<bool>(Do(laptop_, "{\"do\": \"state\"}")); });
+        EXPECT_TRUE(isPresent) << phone_.Output("NetworkManager");
     }
 
     PrivateMachine& Phone() { return phone_; }
@@ -146,7 +146,8 @@ public:
     }
 
     // Adds the profile to NetworkManager, or updates the profile that has the same UUID. Returns the profile's D-Bus
-    // path. isUsers: whether to remove the mark that says that this service created the profile.
+    // path. isUsers: true for a profile of the user. Such a profile gets no mark that says that this service created
+    // it.
     static std::string StoreProfile(Linux::Bus& bus, Linux::SettingsMap settings, bool isUsers = true)
     {
         if (isUsers) {

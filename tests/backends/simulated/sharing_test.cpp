@@ -51,12 +51,12 @@ TEST_F(SharingTest, StationIsReportedWithBytesUntilItLeaves)
     const uint32_t attempt = Join();
     const Wifi::JoinedNetwork joined = laptop_.StationControl().Joined().value();
     EXPECT_EQ(joined.security, "WPA2");
-    const auto stations = phone_.Share().Look().stations;
+    const auto stations = phone_.Share().ReadState().stations;
     ASSERT_EQ(stations.size(), 1U);
     EXPECT_EQ(stations[0].macAddress, joined.macAddress);
     laptop_.Set({"wifi.received_bytes=3000", "wifi.sent_bytes=200"});
     EXPECT_TRUE(Eventually([&] {
-        const auto seen = phone_.Share().Look().stations;
+        const auto seen = phone_.Share().ReadState().stations;
         return seen.size() == 1 && seen[0].sentBytes == 3000 && seen[0].receivedBytes == 200;
     }));
 
@@ -67,7 +67,7 @@ TEST_F(SharingTest, StationIsReportedWithBytesUntilItLeaves)
     EXPECT_TRUE(left->hasLeft);
     EXPECT_EQ(left->backOn, "office");
     EXPECT_FALSE(laptop_.StationControl().Joined());
-    EXPECT_TRUE(phone_.Share().Look().stations.empty());
+    EXPECT_TRUE(phone_.Share().ReadState().stations.empty());
     std::vector<Wifi::WifiDeviceConfig> configs;
     EXPECT_EQ(laptop_.Station()->GetDeviceConfigs(configs, false), Wifi::WIFI_OK);
     EXPECT_TRUE(configs.empty());
@@ -81,13 +81,13 @@ TEST_F(SharingTest, OnlyHeldRecordOfThisHotspotCountsAsStation)
     StationPresence held(Air(air, "cc01"));
     const StationRecord mine{bssid, "06:00:00:00:00:01"};
     ASSERT_TRUE(WriteFileAtomically(air / "station-dead.json", SerializeStationRecord(mine), 0644));
-    EXPECT_TRUE(phone_.Share().Look().stations.empty()) << "left by a crash";
+    EXPECT_TRUE(phone_.Share().ReadState().stations.empty()) << "left by a crash";
     ASSERT_TRUE(held.Put({"02:00:00:00:00:09", "06:00:00:00:00:01"}));
-    EXPECT_TRUE(phone_.Share().Look().stations.empty()) << "a station of another hotspot";
+    EXPECT_TRUE(phone_.Share().ReadState().stations.empty()) << "a station of another hotspot";
     ASSERT_TRUE(held.Put(mine));
-    EXPECT_EQ(phone_.Share().Look().stations.size(), 1U);
+    EXPECT_EQ(phone_.Share().ReadState().stations.size(), 1U);
     held.Remove();
-    EXPECT_TRUE(phone_.Share().Look().stations.empty());
+    EXPECT_TRUE(phone_.Share().ReadState().stations.empty());
 }
 
 TEST_F(SharingTest, OnlyHotspotOpenedByThisDeviceIsClosed)
@@ -96,19 +96,19 @@ TEST_F(SharingTest, OnlyHotspotOpenedByThisDeviceIsClosed)
     std::atomic<int> changes = 0;
     phone_.Share().SetListener([&] { ++changes; });
     OpenHotspot();
-    EXPECT_TRUE(phone_.Share().Look().isOpenedHere);
+    EXPECT_TRUE(phone_.Share().ReadState().isOpenedHere);
     EXPECT_TRUE(phone_.Share().Close(Wifi::ShareClosed::RELEASED));
     EXPECT_TRUE(phone_.Air().empty()) << "a close returns when the hotspot is off";
     EXPECT_TRUE(phone_.Share().Close(Wifi::ShareClosed::RELEASED));
     OpenHotspot();
-    EXPECT_EQ(phone_.Share().Look().opening, 2U);
+    EXPECT_EQ(phone_.Share().ReadState().openingNumber, 2U);
     EXPECT_TRUE(Eventually([&] { return changes == 3; }));
     phone_.Share().SetListener({});
     phone_.Set({"hotspot.active_at_start=true"});
     phone_.End();
     phone_.Start();
     EXPECT_EQ(phone_.Share().Close(Wifi::ShareClosed::RELEASED).error().code, ErrorCode::REFUSED);
-    EXPECT_TRUE(phone_.Share().Look().isOn);
+    EXPECT_TRUE(phone_.Share().ReadState().isOn);
     phone_.End();
     EXPECT_EQ(events.Lines(),
               (std::vector<std::string>{"NET_SHARE_CLOSED REASON RELEASED", "NET_SHARE_CLOSED REASON DAEMON_STOPPED"}));
@@ -146,7 +146,7 @@ TEST_F(SharingTest, SituationFollowsStateAndStation)
     ASSERT_EQ(network.Situation().inReach.size(), 2U);
     EXPECT_EQ(network.Situation().inReach[0].name, "office");
     laptop_.Set({"network.left_by_hand=on"});
-    EXPECT_TRUE(Eventually([&] { return network.Situation().wasLeftByHand; }));
+    EXPECT_TRUE(Eventually([&] { return network.Situation().wasDisconnectedByUser; }));
     EXPECT_FALSE(network.Situation().hasNetwork);
     EXPECT_EQ(laptop_.Station()->GetLinkInfo().state, Wifi::WifiLinkState::DISCONNECTED);
     network.SetListener({});

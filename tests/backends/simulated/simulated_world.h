@@ -81,7 +81,7 @@ public:
     const Simulated::SimulatedDeviceOptions& Options() const { return options_; }
 
     // Returns the hotspots that another device finds in the folder "air".
-    std::vector<Simulated::AirRecord> Air() const { return Simulated::Air(options_.airDir, "observer").Look(); }
+    std::vector<Simulated::AirRecord> Air() const { return Simulated::Air(options_.airDir, "observer").Records(); }
 
 private:
     const sptr<FakeAbilityManager> registry_ = MakeSptr<FakeAbilityManager>();

@@ -13,7 +13,7 @@ using Network::NetworkSituation;
 const NetworkSituation NONE{.isSessionActive = true};
 const NetworkSituation OWN{.hasNetwork = true, .isSessionActive = true};
 const NetworkSituation JOINED{.hasNetwork = true, .isJoinedHere = true, .isSessionActive = true};
-const NetworkSituation LEFT{.isSessionActive = true, .wasLeftByHand = true};
+const NetworkSituation LEFT{.isSessionActive = true, .wasDisconnectedByUser = true};
 const NetworkSituation IDLE{};
 
 NetworkSituation Scanned(uint32_t scan, uint8_t percent)
@@ -77,7 +77,7 @@ TEST_F(AutoModeTest, DisconnectsWhenUsersNetworkIsBack)
         bool goesDown;
     };
     for (const Case& row : {Case{{wired}, true}, Case{{wireOnly}, true}, Case{{Scanned(1, 50), Scanned(2, 50)}, true},
-                            Case{{Scanned(0, 90), Scanned(0, 90)}, false},  // a scan that is older than being online
+                            Case{{Scanned(0, 90), Scanned(0, 90)}, false},  // a scan from before this device was online
                             Case{{Scanned(1, 50), Scanned(1, 50)}, false},  // the same scan twice
                             Case{{Scanned(1, 50), Scanned(2, 49), Scanned(3, 50)}, false}}) {
         mode_.Switch(false);
@@ -101,7 +101,7 @@ TEST_F(AutoModeTest, DownOrManualDisconnectSuspendsAutomaticMode)
         now_ += 2h;
         GetOnline();
         After(1s, JOINED);
-        if (!without.wasLeftByHand) {
+        if (!without.wasDisconnectedByUser) {
             mode_.OnDownByPerson(now_);
         }
         EXPECT_EQ(After(0s, without).act, Act::NOTHING);

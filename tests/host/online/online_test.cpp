@@ -142,7 +142,7 @@ TEST_F(OnlineTest, EachFailureHasItsCodeAndStepAndIsUndone)
         SCOPED_TRACE(answer.fault->message);
         EXPECT_EQ(answer.fault->code, row.code);
         EXPECT_EQ(answer.steps.empty() ? Kind::FIND : answer.steps.back().kind, row.step);
-        EXPECT_EQ(answer.takenBack.has_value(), !row.undone.empty());
+        EXPECT_EQ(answer.undoneChanges.has_value(), !row.undone.empty());
         Lines calls = world->trail.WaitFor(0);
         std::erase(calls, "wait");
         calls.erase(calls.begin(), std::find(calls.begin(), calls.end(), "ask phone"));
@@ -177,11 +177,12 @@ TEST_F(OnlineTest, StartKeepsNetworkWithoutInternetUntilDown)
     const OnlineAnswer answer = Run(OnlineMode::START, {"phone"});
     EXPECT_EQ(answer.phase, OnlinePhase::FAILED);
     EXPECT_EQ(answer.networkId, "phone");
-    EXPECT_FALSE(answer.takenBack);
+    EXPECT_FALSE(answer.undoneChanges);
     const DownAnswer down = Down();
     EXPECT_EQ(down.result, DownResult::DONE);
-    EXPECT_TRUE(down.takenBack.wasTold && down.takenBack.hasClosedHotspot && down.takenBack.hasLeftWifi);
-    EXPECT_EQ(down.takenBack.backOn, "office");
+    EXPECT_TRUE(down.undoneChanges.wasNotified && down.undoneChanges.hasClosedHotspot &&
+                down.undoneChanges.hasLeftWifi);
+    EXPECT_EQ(down.undoneChanges.backOn, "office");
     EXPECT_EQ(Down().result, DownResult::NOT_JOINED);
 }
 
@@ -218,10 +219,10 @@ TEST_F(OnlineTest, CancellationAtAnyCallIsUndoneInOrder)
             };
             online->Begin(OWNER, OnlineMode::UP, {"phone", "tablet"});
             if (isDown) {
-                EXPECT_EQ(downs.WaitFor(1)[0].takenBack.hasLeftWifi, row.calls.size() > 1);
+                EXPECT_EQ(downs.WaitFor(1)[0].undoneChanges.hasLeftWifi, row.calls.size() > 1);
             } else {
                 EXPECT_EQ(answered.WaitFor(1), std::vector{OnlinePhase::CANCELLED});
-                EXPECT_EQ(online->Status().attempt.takenBack.has_value(), row.calls.size() > 1);
+                EXPECT_EQ(online->Status().attempt.undoneChanges.has_value(), row.calls.size() > 1);
             }
             Lines calls = world->trail.WaitFor(0);
             std::erase(calls, "wait");
@@ -236,7 +237,7 @@ TEST_F(OnlineTest, UnansweredReleaseIsRepeatedOnPreviousNetwork)
     Start({"phone"});
     world_->devices["phone"].releases = false;
     EXPECT_EQ(Run().phase, OnlinePhase::ONLINE);
-    EXPECT_FALSE(Down().takenBack.wasTold);
+    EXPECT_FALSE(Down().undoneChanges.wasNotified);
     const Lines calls = Calls();
     EXPECT_EQ(Lines(calls.begin() + 3, calls.end()), (Lines{"release phone", "leave 1", "release phone"}));
     EXPECT_EQ(events_.WaitFor(2)[1], "NET_ONLINE_END DEVICE_ID phone REASON DOWN");

@@ -21,7 +21,7 @@ protected:
     {
         now_.boot += time;
         now_.wall += time;
-        return leases_->OnLook(info_, now_.boot);
+        return leases_->OnHotspotState(info_, now_.boot);
     }
     auto Renew(const std::string& networkId, const char* mac) { return leases_->Renew(networkId, mac, now_); }
     bool IsUnused() const { return leases_->IsUnused(info_, now_.boot); }
@@ -34,7 +34,8 @@ protected:
     }
 
     ShareTime now_{SteadyTime(1h), WallTime(24h)};
-    Wifi::ShareInfo info_{.isOn = true, .isOpenedHere = true, .opening = 1, .areStationsKnown = true, .stations = {}};
+    Wifi::ShareInfo info_{
+        .isOn = true, .isOpenedHere = true, .openingNumber = 1, .areStationsKnown = true, .stations = {}};
     std::optional<ShareLeases> leases_{60s};
 };
 
@@ -60,7 +61,7 @@ TEST_F(ShareLeasesTest, ShareEndsOneMinuteAfterLastLeaseUnlessStationIsConnected
     EXPECT_FALSE(leases_->HasEnded(now_.boot));
     Pass(1s);
     EXPECT_TRUE(leases_->HasEnded(now_.boot));
-    ++info_.opening;
+    ++info_.openingNumber;
     Pass(0s);
     EXPECT_FALSE(leases_->HasEnded(now_.boot)) << "another hotspot, without a lease";
     Renew(PHONE, PHONE_MAC);
@@ -105,6 +106,16 @@ TEST_F(ShareLeasesTest, ReleasedShareIsUnusedIfNoOtherDeviceUsesIt)
     EXPECT_FALSE(IsUnused()) << "it has not left";
     EXPECT_FALSE(leases_->End(std::string(64, 'c'), PHONE_MAC, now_.boot).wasKnown);
     EXPECT_FALSE(IsUnused()) << "a device that has nothing to release names another one's station";
+}
+
+TEST_F(ShareLeasesTest, LeaseRequestThatArrivesAfterReleaseBeginsNoLease)
+{
+    leases_->OnAdmitted(PHONE, now_.boot);
+    EXPECT_TRUE(leases_->End(PHONE, PHONE_MAC, now_.boot).wasKnown);
+    EXPECT_EQ(Renew(PHONE, PHONE_MAC), ShareLeases::Renewal::LATE);
+    EXPECT_TRUE(IsUnused());
+    leases_->OnAdmitted(PHONE, now_.boot);
+    EXPECT_EQ(Renew(PHONE, PHONE_MAC), ShareLeases::Renewal::BEGUN) << "the device asked for the hotspot again";
 }
 
 TEST_F(ShareLeasesTest, StationBelongsToLeaseThatNamedItFirst)

@@ -39,12 +39,12 @@ class ShareUsageTest : public ::testing::Test {
 protected:
     ShareUsageTest() { setenv("TZ", "EST5", 1); }
 
-    void Look(uint64_t received, uint64_t sent = 0, const std::string& mac = PHONE)
+    void Count(uint64_t received, uint64_t sent = 0, const std::string& mac = PHONE)
     {
         now_.boot += 10s;
         now_.wall += 10s;
         info_.stations = {{mac, received, sent}};
-        usage_.OnLook(info_, now_);
+        usage_.OnHotspotState(info_, now_);
     }
     void SetDate(local_days day)
     {
@@ -53,33 +53,34 @@ protected:
     }
 
     ShareTime now_{SteadyTime(1h), BeginningOf(Day(2036, 11, 18))};
-    Wifi::ShareInfo info_{.isOn = true, .isOpenedHere = true, .opening = 1, .areStationsKnown = true, .stations = {}};
+    Wifi::ShareInfo info_{
+        .isOn = true, .isOpenedHere = true, .openingNumber = 1, .areStationsKnown = true, .stations = {}};
     ShareUsage usage_{1, SharingRecord{}, now_};
 };
 
 TEST_F(ShareUsageTest, StationBytesAreCountedOnceAcrossCounterResets)
 {
-    Look(100, 10);
-    Look(150, 10);
+    Count(100, 10);
+    Count(150, 10);
     EXPECT_EQ(usage_.MonthBytes(), 160U);
-    Look(20, 30);
+    Count(20, 30);
     EXPECT_EQ(usage_.MonthBytes(), 200U) << "it joined again: 20 more received, 20 more sent";
-    ++info_.opening;
-    Look(40, 30);
+    ++info_.openingNumber;
+    Count(40, 30);
     EXPECT_EQ(usage_.MonthBytes(), 270U) << "another hotspot";
-    Look(5, 0, "02:00:5e:10:00:02");
-    Look(40, 30);
+    Count(5, 0, "02:00:5e:10:00:02");
+    Count(40, 30);
     EXPECT_EQ(usage_.MonthBytes(), 275U) << "not seen in one look";
     EXPECT_EQ(usage_.Stations().at(PHONE).bytes, 70U);
     info_.isOpenedHere = false;
-    Look(90, 30);
+    Count(90, 30);
     EXPECT_EQ(usage_.MonthBytes(), 275U) << "the owner's own hotspot";
     EXPECT_EQ(usage_.Stations().at(PHONE).bytes, 120U);
 }
 
 TEST_F(ShareUsageTest, MonthEndsByDateAndNotWhenClockGoesBack)
 {
-    Look(100);
+    Count(100);
     SetDate(Day(2036, 10, 5));
     SetDate(Day(2036, 11, 30));
     EXPECT_EQ(usage_.MonthBytes(), 100U);
@@ -92,7 +93,7 @@ TEST_F(ShareUsageTest, MonthEndsByDateAndNotWhenClockGoesBack)
     EXPECT_EQ(usage_.MonthDay(), Day(2036, 12, 1));
 
     SetDate(Day(2086, 12, 1));
-    Look(300);
+    Count(300);
     SetDate(Day(2036, 12, 2));
     EXPECT_EQ(usage_.MonthBytes(), 200U);
     now_.boot += 31 * 24h;

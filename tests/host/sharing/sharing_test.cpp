@@ -30,7 +30,7 @@ class FakeShare : public Wifi::ShareControl {
 public:
     explicit FakeShare(const Clock& clock) : clock_(clock) {}
 
-    Wifi::ShareInfo Look() override
+    Wifi::ShareInfo ReadState() override
     {
         const MutexLock lock(mutex_);
         return info_;
@@ -61,7 +61,7 @@ public:
     }
     void Open(std::vector<Wifi::ShareStation> stations)
     {
-        Set([&](Wifi::ShareInfo& info) { info = {true, true, info.opening + 1, true, stations}; });
+        Set([&](Wifi::ShareInfo& info) { info = {true, true, info.openingNumber + 1, true, stations}; });
     }
 
     Tests::Trail<std::pair<std::string, SteadyTime>> closings;

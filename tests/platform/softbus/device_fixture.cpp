@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <linux/sockios.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
@@ -189,6 +190,21 @@ Bare::Bare(UniqueFd accepted, const Trust::Ticket& ticket)
       preamble_(Trust::Preamble::Make(Trust::TicketKeys(ticket)).value()),
       ssl_(context_->NewServer())
 {
+    Accept();
+}
+
+Bare::Bare(UniqueFd accepted, const Trust::Identity& identity)
+    : socket_(std::move(accepted)),
+      deviceId_(identity.deviceId),
+      context_(Trust::TlsContext::Make(identity).value()),
+      preamble_(Trust::Preamble::Make(*identity.linkKeys).value()),
+      ssl_(context_->NewServer())
+{
+    Accept();
+}
+
+void Bare::Accept()
+{
     constexpr size_t RECORD_HEADER = 5;
     const std::string challenge = Trust::Preamble::MakeChallenge().value();
     EXPECT_TRUE(WriteRaw(challenge));
@@ -308,6 +324,27 @@ bool Bare::AllArrived() const
 {
     int unacknowledged = -1;
     return ::ioctl(socket_.Get(), SIOCOUTQ, &unacknowledged) == 0 && unacknowledged == 0;
+}
+
+BareListener::BareListener() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+{
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof(to);
+    auto* const address = reinterpret_cast<sockaddr*>(&to);
+    EXPECT_EQ(::bind(socket_.Get(), address, length), 0);
+    EXPECT_EQ(::listen(socket_.Get(), 8), 0);
+    EXPECT_EQ(::getsockname(socket_.Get(), address, &length), 0);
+    address_ = ToText(HostPort{"127.0.0.1", ntohs(to.sin_port)});
+}
+
+UniqueFd BareListener::Accept(std::chrono::milliseconds limit) const
+{
+    pollfd ready{socket_.Get(), POLLIN, 0};
+    return UniqueFd(::poll(&ready, 1, static_cast<int>(limit.count())) == 1
+                        ? ::accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC)
+                        : -1);
 }
 
 }  // namespace Vexo::SoftBus::Tests

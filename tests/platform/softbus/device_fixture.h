@@ -37,8 +37,8 @@ enum class Kind { OPENED, CLOSED, BYTES };
 struct Event {
     Kind kind;
     int id;
-    int result = 0;          // only for OPENED
-    std::string bytes = {};  // only for BYTES
+    int result = 0;          // set only for OPENED
+    std::string bytes = {};  // set only for BYTES
     std::chrono::steady_clock::time_point when = std::chrono::steady_clock::now();
     std::thread::id thread = std::this_thread::get_id();
 };
@@ -144,6 +144,8 @@ public:
     // Acts as the holder (the device that admits others) on an accepted connection. Sends the challenge and completes
     // the TLS handshake.
     Bare(UniqueFd accepted, const Trust::Ticket& ticket);
+    // Acts as a member of the account on an accepted connection. Sends the challenge and completes the TLS handshake.
+    Bare(UniqueFd accepted, const Trust::Identity& identity);
 
     void TrustAnyServer() { SSL_set_verify(ssl_.get(), SSL_VERIFY_NONE, nullptr); }
     // Reads up to 16 bytes, because a server first sends a challenge of 16 bytes. Returns fewer bytes if the server
@@ -179,6 +181,7 @@ public:
 
 private:
     void Connect(const std::string& address);
+    void Accept();
 
     UniqueFd socket_;
     const std::string deviceId_;
@@ -186,6 +189,19 @@ private:
     std::shared_ptr<const Trust::Preamble> preamble_;
     Trust::SslPtr ssl_;
     FrameDecoder decoder_;
+};
+
+// A listening socket on which the test acts as a server.
+class BareListener {
+public:
+    BareListener();
+    // Waits for a connection. Returns an empty descriptor after the limit; a negative limit is none.
+    UniqueFd Accept(std::chrono::milliseconds limit = std::chrono::milliseconds(-1)) const;
+    const std::string& Address() const { return address_; }
+
+private:
+    UniqueFd socket_;
+    std::string address_;
 };
 
 }  // namespace Vexo::SoftBus::Tests

@@ -27,7 +27,7 @@ public:
     explicit TestTransport(asio::io_context& reactor) : reactor_(reactor) {}
 
     std::string Name() const override { return "test"; }
-    bool Carries(LinkType /*type*/) const override { return true; }
+    bool SupportsLinkType(LinkType /*type*/) const override { return true; }
     Result<std::string> Listen(Accepted /*accepted*/) override { return std::string(); }
     Result<void> CheckAddress(const std::string& /*address*/) const override { return {}; }
     std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds /*limit*/,
@@ -128,7 +128,7 @@ TEST_F(DialTest, RecordsResultOfEachAddressOfKnownDevice)
     wanted = phone;
     (void)Run();
     std::map<std::string, std::string> answers;
-    for (const WayTried& way : context.tries.Of(phone)) {
+    for (const AddressTried& way : context.tries.Of(phone)) {
         answers[way.address] = way.answer;
     }
     EXPECT_THAT(answers, testing::ElementsAre(testing::Pair("refused", "refused"),

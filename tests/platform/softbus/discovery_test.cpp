@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 
 constexpr const char* RADIO = "radio";
 
-// A TCP transport that acts like a radio: the addresses of devices change, so the soft bus must seek to find them.
+// A TCP transport that acts like a radio. The addresses of devices change, so the soft bus must seek the devices.
 class TestRadio : public TcpTransport {
 public:
     // bound: receives the address at which the radio listens. failures: how many of the next connects fail.
@@ -37,8 +37,8 @@ public:
         return nullptr;
     }
     std::string Name() const override { return RADIO; }
-    bool Carries(LinkType type) const override { return type == LINK_TYPE_BR; }
-    bool KeepsAddresses() const override { return false; }
+    bool SupportsLinkType(LinkType type) const override { return type == LINK_TYPE_BR; }
+    bool HasStableAddresses() const override { return false; }
     Result<std::string> Listen(Accepted accepted) override
     {
         bound_ = TcpTransport::Listen(std::move(accepted)).value();

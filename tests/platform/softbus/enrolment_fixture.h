@@ -1,16 +1,10 @@
 // EnrolmentTest: a fixture with the soft bus of a holder (the device that admits others) and with joiners (devices that
-// enrol with a ticket). A joiner is a JoinAttempt or, if the test builds its messages by hand, a Bare. BareHolder: a
-// listening socket on which the test acts as the holder.
+// enrol with a ticket). A joiner is a JoinAttempt or, if the test builds its messages by hand, a Bare.
 #pragma once
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 
 #include <atomic>
 #include <fstream>
 
-#include "platform/base/host_port.h"
 #include "platform/softbus/discovery/known_devices.h"
 #include "platform/softbus/enrolment/join_attempt.h"
 #include "platform/softbus/enrolment/join_frames.h"
@@ -27,30 +21,7 @@ using Vexo::Tests::Gate;
 inline constexpr uint16_t PHONE_TYPE = 0x0E;
 inline constexpr const char* NUMBER_LABEL = "EXPORTER-distnet join";
 
-// A listening socket on which the test acts as the holder (the device that admits others).
-class BareHolder {
-public:
-    BareHolder()
-    {
-        sockaddr_in to{};
-        to.sin_family = AF_INET;
-        to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof(to);
-        auto* const address = reinterpret_cast<sockaddr*>(&to);
-        EXPECT_EQ(::bind(socket_.Get(), address, length), 0);
-        EXPECT_EQ(::listen(socket_.Get(), 8), 0);
-        EXPECT_EQ(::getsockname(socket_.Get(), address, &length), 0);
-        address_ = ToText(HostPort{"127.0.0.1", ntohs(to.sin_port)});
-    }
-    UniqueFd Accept() const { return UniqueFd(::accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC)); }
-    const std::string& Address() const { return address_; }
-
-private:
-    UniqueFd socket_{::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
-    std::string address_;
-};
-
-// Returns the next frame that is not a PING. Returns a PING only if the connection ends.
+// Returns the next frame that is not a PING. If the connection ends before such a frame arrives, returns a PING.
 Frame NextFrame(Bare& peer)
 {
     Frame frame;

@@ -46,12 +46,12 @@ TEST_F(EnrolmentTest, JoinerFindsHolderByAnnouncementDespiteBadAddresses)
     confirms.confirmsItself = true;
     Invite(announces, confirms);
     EXPECT_EQ(Ticket().address, "");
-    const BareHolder stranger;  // It never answers a connection.
-    BareHolder dead;
+    const BareListener stranger;  // It never answers a connection.
+    BareListener dead;
     JoinOptions options = OptionsOf("phone");
     options.announceFolder = folder;
     options.peerAddresses = {stranger.Address(), dead.Address()};
-    dead = BareHolder();
+    dead = BareListener();
     WaitFor(Join(options), JoinPhase::DONE);
     const auto files = [&] {
         const std::filesystem::directory_iterator all(folder);
@@ -69,7 +69,7 @@ public:
     public:
         using TcpTransport::TcpTransport;
         std::string Name() const override { return "radio"; }
-        bool KeepsAddresses() const override { return false; }
+        bool HasStableAddresses() const override { return false; }
         Result<std::string> Listen(Accepted) override { return std::string(); }
     };
     class Channel : public AnnouncementChannel {
@@ -127,7 +127,7 @@ TEST_F(EnrolmentTest, JoinerFindsHolderByRadioThatComesUpLater)
 TEST_F(EnrolmentTest, ManInTheMiddleWithTicketCausesDifferentNumbers)
 {
     Invite();
-    const BareHolder middle;
+    const BareListener middle;
     JoinOptions options = OptionsOf("phone");
     options.ticket.address = middle.Address();
     const auto attempt = Join(options);
@@ -267,7 +267,7 @@ TEST_F(EnrolmentTest, JoinerSearchesOrReportsLossAfterHolderIsCutOff)
         InvitationOptions confirms;
         confirms.confirmsItself = true;
         Invite({}, confirms);
-        const BareHolder cut;
+        const BareListener cut;
         JoinOptions options = OptionsOf(name);
         options.ticket.address = cut.Address();
         const auto attempt = Join(options);

@@ -145,6 +145,20 @@ TEST_F(HostilePeerTest, CrashOrMisplacedFrameClosesSessionAfterDeliveringBytes)
     }
 }
 
+TEST_F(HostilePeerTest, PeerThatFloodsMessagesIsPacedAndLosesNothing)
+{
+    const int id = Open(*peer);
+    constexpr int MORE = 20;
+    const auto began = std::chrono::steady_clock::now();
+    std::string frames;
+    for (int i = 0; i < MESSAGE_BURST + MORE; ++i) {
+        frames += Framed(FrameKind::DATA, "xyz");
+    }
+    ASSERT_TRUE(peer->Write(frames));
+    EXPECT_TRUE(Eventually([&] { return atPhone.Count(Kind::BYTES, id) == MESSAGE_BURST + MORE; }));
+    EXPECT_GE(std::chrono::steady_clock::now() - began, MORE / 2 * MESSAGE_INTERVAL);
+}
+
 TEST_F(HostilePeerTest, SilentPeerIsDroppedAndIdlePeerKept)
 {
     const auto [mine, theirs] = OpenPair();

@@ -24,8 +24,8 @@ class LossyTransport final : public TcpTransport {
 public:
     LossyTransport(asio::io_context& reactor, uint16_t& port) : TcpTransport(reactor, "127.0.0.1:0"), port_(port) {}
     std::string Name() const override { return "lossy"; }
-    bool Carries(LinkType type) const override { return type == LINK_TYPE_BR; }
-    bool KeepsAddresses() const override { return false; }
+    bool SupportsLinkType(LinkType type) const override { return type == LINK_TYPE_BR; }
+    bool HasStableAddresses() const override { return false; }
     Result<std::string> Listen(Accepted accepted) override
     {
         const auto bound = TcpTransport::Listen(
@@ -85,7 +85,7 @@ using SessionTest = PairTest;
 class ThrowingTransport : public Transport {
 public:
     std::string Name() const override { return "throwing"; }
-    bool Carries(LinkType type) const override { return type == LINK_TYPE_BR; }
+    bool SupportsLinkType(LinkType type) const override { return type == LINK_TYPE_BR; }
     Result<std::string> Listen(Accepted /*accepted*/) override { return std::string("here"); }
     Result<void> CheckAddress(const std::string& /*address*/) const override { return {}; }
     std::shared_ptr<void> Connect(const std::string& /*address*/, std::chrono::milliseconds /*limit*/,

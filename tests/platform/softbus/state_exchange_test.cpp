@@ -151,7 +151,7 @@ TEST_F(StateExchangeTest, LargestStateIsAdopted)
             }
         };
     };
-    // The bytes that one member adds to a state. Because the length of signatures varies, this is an average.
+    // The number of bytes that one member adds to a state. Because the length of signatures varies, this is an average.
     const size_t one = (Signed(crowd(200))->Bytes().size() - Signed(crowd(100))->Bytes().size() + 150) / 100;
     const size_t count = 100 + (Trust::MAX_STATE_BYTES - Signed(crowd(100))->Bytes().size() - 16) / one;
     GiveLaptop(Signed(crowd(count)));
@@ -412,6 +412,34 @@ TEST_F(StateExchangeTest, AccountKeyIsDeletedOnlyAfterNewHolderStoredIt)
     ASSERT_TRUE(Eventually([&] { return NumberOf("tablet") == NumberOf("laptop"); }));
     EXPECT_TRUE(Trust::RenameMember(account.Folder("tablet"), Phone(), "new phone"));
     EXPECT_FALSE(Trust::ExportAccountKey(account.Folder("laptop"), Tablet()));
+}
+
+TEST_F(StateExchangeTest, AccountKeyStaysWithHolderWhenMemberBreaksProtocol)
+{
+    const BareListener member;
+    const auto laptop = Start("laptop", {member.Address()});
+    const Trust::Identity tablet = account.Load("tablet");
+    Bare greeted(member.Accept(), tablet);
+    ASSERT_TRUE(greeted.Greet());
+    ASSERT_TRUE(Eventually([&] { return SeesOnline(laptop, Tablet()); }));
+    const std::string payload = HelloOf(tablet, NumberOf("tablet"));
+    const std::string hello = EncodeHeader(FrameKind::HELLO, payload.size()) + payload;
+    for (const std::string& frames : {EncodeHeader(FrameKind::KEY_STORED, 0), hello + hello}) {
+        std::promise<Result<void>> done;
+        auto sent = done.get_future();
+        laptop->SendAccountKey(Tablet(), Trust::ExportAccountKey(account.Folder("laptop"), Tablet()).value(),
+                               [&](Result<void> result) { done.set_value(std::move(result)); });
+        while (sent.wait_for(0s) != std::future_status::ready) {
+            if (UniqueFd accepted = member.Accept(100ms)) {  // the laptop also connects on its own
+                Bare peer(std::move(accepted), tablet);
+                peer.Write(frames);
+                peer.WaitForEnd();
+            }
+        }
+        const Result<void> result = sent.get();
+        ASSERT_FALSE(result);
+        EXPECT_EQ(result.error().code, ErrorCode::REFUSED) << result.error().message;
+    }
 }
 
 }  // namespace

@@ -10,6 +10,7 @@ import unittest
 
 SOURCE, BINARIES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
 sys.path.append(str(SOURCE / "tests/support"))
+import daemon  # noqa: E402
 import devices  # noqa: E402
 from devices import Command, Device, joined_text, make_account, wait_until  # noqa: E402
 
@@ -44,6 +45,16 @@ class Devices(unittest.TestCase):
 
     def reasons(self):
         return [event["params"].get("REASON") for event in self.laptop.json("events") if event["name"] == "NET_ONLINE_FAIL"]
+
+
+class Start(unittest.TestCase):
+    def test_daemon_starts_with_automatic_mode_on(self):
+        world = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        for number in range(10):  # the mode begins its work on another thread while the daemon starts
+            folder = world / str(number)
+            (folder / "phone").mkdir(parents=True, mode=0o700)
+            (folder / "phone/online.json").write_text('{"version": 1, "auto": true, "preferred": [], "successes": []}')
+            daemon.start(self, BINARIES / "distnetd", folder)
 
 
 class Online(Devices):

@@ -112,13 +112,13 @@ TEST(StepLogTest, RepeatedOwnerQuestionIsOneLineUntilAnswered)
     EXPECT_THAT(log.Take(again), ElementsAre());
 }
 
-Host::TakenBack Back(const std::string& network, bool wasTold, bool hasClosed)
+Host::UndoneChanges Back(const std::string& network, bool wasNotified, bool hasClosed)
 {
-    Host::TakenBack back;
+    Host::UndoneChanges back;
     back.hasLeftWifi = true;
     back.backOn = network;
     back.networkId = back.deviceName = "phone";
-    back.wasTold = wasTold;
+    back.wasNotified = wasNotified;
     back.hasClosedHotspot = hasClosed;
     return back;
 }
@@ -132,7 +132,7 @@ TEST(OnlineEndTest, EndReportsResultOfAttemptAndExitCode)
     online.facts->technology = "4G";
     online.facts->batteryPercent = 64;
     Host::OnlineAnswer cancelled = Answer(OnlinePhase::CANCELLED, {});
-    cancelled.takenBack = Back("office", true, true);
+    cancelled.undoneChanges = Back("office", true, true);
     Host::OnlineAnswer kept = Answer(OnlinePhase::FAILED, {PHONE_OFFLINE});
     kept.networkId = "phone";
     Host::OnlineAnswer own = Answer(OnlinePhase::FAILED, {TABLET_AWAY});

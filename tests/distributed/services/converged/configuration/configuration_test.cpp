@@ -24,7 +24,7 @@ namespace {
 
 using NetManagerStandard::ConfigurationParser;
 using NetManagerStandard::ConvergedSecurity;
-using Numbers = NetManagerStandard::DistributedJsonUtil;
+using JsonUtil = NetManagerStandard::DistributedJsonUtil;
 
 class ConfigurationParserTest : public testing::Test {
 protected:
@@ -102,11 +102,26 @@ TEST(DistributedJsonUtilTest, NumbersAreCutTowardZeroAndSaturate)
     for (const auto& expected : cases) {
         const auto json = ParseJson(std::string(R"({"n": )") + std::get<0>(expected) + "}");
         std::tuple<const char*, int32_t, uint32_t, int64_t, uint64_t> read{std::get<0>(expected), 7, 7, 7, 7};
-        EXPECT_TRUE(Numbers::GetIntFromJsonObj(json.get(), "n", &std::get<1>(read)) &&
-                    Numbers::GetUIntFromJsonObj(json.get(), "n", &std::get<2>(read)) &&
-                    Numbers::GetInt64FromJsonObj(json.get(), "n", &std::get<3>(read)) &&
-                    Numbers::GetUInt64FromJsonObj(json.get(), "n", &std::get<4>(read)));
+        EXPECT_TRUE(JsonUtil::GetIntFromJsonObj(json.get(), "n", &std::get<1>(read)) &&
+                    JsonUtil::GetUIntFromJsonObj(json.get(), "n", &std::get<2>(read)) &&
+                    JsonUtil::GetInt64FromJsonObj(json.get(), "n", &std::get<3>(read)) &&
+                    JsonUtil::GetUInt64FromJsonObj(json.get(), "n", &std::get<4>(read)));
         EXPECT_EQ(read, expected);
+    }
+}
+
+TEST(DistributedJsonUtilTest, TextsAndFilesNeedValidDocumentAndMayContinueAfterIt)
+{
+    const TempFolder folder;
+    const std::string path = folder.Path() / "file";
+    for (const auto& [text, isValid] :
+         {std::pair{"", false}, {R"({"a": 1)", false}, {R"({"a": 1})", true}, {R"({"a": 1} rest)", true}}) {
+        cJSON* document = nullptr;
+        EXPECT_EQ(JsonUtil::GetObjFromJsonStr(text, &document), isValid) << text;
+        EXPECT_EQ(document != nullptr, isValid) << text;
+        cJSON_Delete(document);
+        ASSERT_TRUE(WriteFileAtomically(path, text, 0600));
+        EXPECT_EQ(JsonUtil::LoadJsonObjFromFile(nullptr, path), isValid) << text;
     }
 }
 

@@ -1,7 +1,7 @@
-// OwnProfiles: the list of the changes that this program has made in NetworkManager and must undo. A change is an added
-// profile or a hotspot that was turned on. Before a change is made, it is written to network-changes.json in the state
-// folder, so that the program can undo it after a crash. The file has mode 0600 and contains no secrets. Used on the
-// Wi-Fi strand only. Calls block on the disk.
+// NetworkChangeFile: the list of the changes that this program has made in NetworkManager and must undo. A change is an
+// added profile or a hotspot that was turned on. Before a change is made, it is written to network-changes.json in the
+// state folder, so that the program can undo it after a crash. The file has mode 0600 and contains no secrets. Used on
+// the Wi-Fi strand only. Calls block on the disk.
 #pragma once
 
 #include <filesystem>
@@ -23,12 +23,12 @@ struct NetworkChange {
     bool isOver = false;        // must be undone when NetworkManager answers; not written to the file
 };
 
-class OwnProfiles {
+class NetworkChangeFile {
 public:
     // Reads the changes that an earlier run left in the file. A damaged file is logged and counts as empty.
-    explicit OwnProfiles(const std::filesystem::path& stateDir);
+    explicit NetworkChangeFile(const std::filesystem::path& stateDir);
 
-    const std::vector<NetworkChange>& Changes() const { return changes_; }
+    const std::vector<NetworkChange>& Pending() const { return changes_; }
     // Adds the change, or replaces the change of the same profile. A write error is logged.
     void Record(const NetworkChange& change);
     void Forget(const std::string& profile);

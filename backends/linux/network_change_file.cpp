@@ -1,4 +1,4 @@
-#include "backends/linux/own_profiles.h"
+#include "backends/linux/network_change_file.h"
 
 #include <system_error>
 #include <utility>
@@ -10,7 +10,7 @@
 namespace Vexo::Linux {
 namespace {
 
-constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "OwnProfiles"};
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "NetworkChangeFile"};
 constexpr size_t MAX_FILE_BYTES = 65536;
 constexpr mode_t FILE_MODE = 0600;
 
@@ -30,7 +30,7 @@ const JsonKind<std::vector<NetworkChange>>& NetworkChangesKind()
 
 }  // namespace
 
-OwnProfiles::OwnProfiles(const std::filesystem::path& stateDir) : file_(stateDir / NETWORK_CHANGES_FILE)
+NetworkChangeFile::NetworkChangeFile(const std::filesystem::path& stateDir) : file_(stateDir / NETWORK_CHANGES_FILE)
 {
     std::error_code ignored;
     if (!std::filesystem::exists(file_, ignored)) {
@@ -45,21 +45,21 @@ OwnProfiles::OwnProfiles(const std::filesystem::path& stateDir) : file_(stateDir
     changes_ = std::move(changes.value());
 }
 
-void OwnProfiles::Record(const NetworkChange& change)
+void NetworkChangeFile::Record(const NetworkChange& change)
 {
     std::erase_if(changes_, [&](const NetworkChange& known) { return known.profile == change.profile; });
     changes_.push_back(change);
     Save();
 }
 
-void OwnProfiles::Forget(const std::string& profile)
+void NetworkChangeFile::Forget(const std::string& profile)
 {
     if (std::erase_if(changes_, [&](const NetworkChange& known) { return known.profile == profile; }) != 0) {
         Save();
     }
 }
 
-void OwnProfiles::Save() const
+void NetworkChangeFile::Save() const
 {
     if (const Result<void> written = WriteFileAtomically(file_, NetworkChangesKind().Print(changes_), FILE_MODE);
         !written) {
