@@ -30,7 +30,8 @@ struct Registration {
     explicit Registration(const Target& target) { Targets().push_back(target); }
 };
 
-// Throws std::logic_error if holds is false. what: the text of that exception, which names the requirement.
+// Throws std::logic_error if the parameter holds is false. what: the text of that exception, which names the
+// requirement.
 inline void Require(bool holds, const char* what)
 {
     if (!holds) {

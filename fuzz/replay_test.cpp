@@ -1,10 +1,14 @@
-// Runs every fuzz target on its samples. Each sample is used unchanged, cut short, and with single bits flipped. The
-// places of these changes are the same in every run.
+// Runs every fuzz target on its samples and on its corpus, the inputs in fuzz/corpus/TARGET. Each sample is used
+// unchanged, cut short, and with single bits flipped. The places of these changes are the same in every run.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <ostream>
+#include <system_error>
 
 #include "fuzz/fuzz_target.h"
 #include "platform/dfx/sinks.h"
@@ -59,6 +63,13 @@ TEST_P(Replay, AcceptsSamplesAndSurvivesDamagedOnes)
         }
     }
     EXPECT_GT(refused, number) << "too few damaged samples are rejected";
+    // Some inputs of the corpus are valid and others are not. A target may have no corpus.
+    std::error_code ignored;
+    const std::filesystem::path corpus = std::filesystem::path(DISTNET_FUZZ_CORPUS_DIR) / GetParam().name;
+    for (const auto& entry : std::filesystem::directory_iterator(corpus, ignored)) {
+        std::ifstream file(entry.path(), std::ios::binary);
+        Accepts({std::istreambuf_iterator<char>(file), {}}, entry.path().filename().string());
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Fuzz, Replay, testing::ValuesIn(Targets()));

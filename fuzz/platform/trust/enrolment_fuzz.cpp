@@ -45,7 +45,7 @@ std::vector<std::string> Samples()
 bool Admits(const std::string& request)
 {
     if (!RequestFromPem(request)) {
-        return false;  // most inputs end here; Admit would first read the owner's keys
+        return false;  // most inputs end here, which saves the time in which Admit would read the owner's keys
     }
     const auto admitted = Admit(TheDevices().owner, request);
     if (!admitted) {
@@ -64,7 +64,7 @@ bool Admits(const std::string& request)
 bool Installs(const std::string& answer)
 {
     if (!OpenAnswer(answer, TheDevices().otherKey.get())) {
-        return false;  // most inputs end here; Install would first read the device's files
+        return false;  // most inputs end here, which saves the time in which Install would read the device's files
     }
     const bool installed = Install(TheDevices().other, answer).has_value();
     const auto certificate = TheDevices().other / DEVICE_CERTIFICATE_FILE;
