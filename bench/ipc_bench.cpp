@@ -1,287 +1,184 @@
-// Compares the time of a local request with the minimum, which is a bare blocking ping-pong over SOCK_SEQPACKET. The
-// server and the client are two processes on one CPU, because waking an idle virtual CPU would take most of the
-// measured time. The measurements alternate, so that a change of the machine's load affects all of them.
-//   ipc_bench [REQUESTS]     prints the median and the 99th percentile in microseconds, and the ratio to the minimum
-#include <sched.h>
-#include <sys/prctl.h>
+// Measures requests to a real distnetd: the client library, the socket, the token and permission checks, and the stub
+// of the service. The client and the daemon run on one CPU unless --unpinned is given, because waking an idle virtual
+// CPU would take most of the time.
+//   ipc.stop             request 3, which the stub answers on the thread that has read it
+//   ipc.start_service    request 0, which also runs a task of the task runtime
+//   ipc.vs_sdbus.direct, ipc.vs_sdbus.daemon    request 3 beside the same call over sd-bus
+//   ipc.x8               8 clients at once
+//   ipc.idle_1000        request 3 while 1,000 other clients are connected
 #include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 
-#include <algorithm>
-#include <array>
 #include <chrono>
-#include <csignal>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <functional>
+#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
-#include "distributed/services/utils/ffrt_utils.h"
-#include "platform/ability/system_ability_manager.h"
-#include "platform/access/policy.h"
-#include "platform/base/unique_fd.h"
-#include "platform/ipc/ipc_client.h"
-#include "platform/ipc/ipc_server.h"
-#include "platform/ipc/iremote_object.h"
+#include "bench/bench.h"
+#include "bench/ipc_peers.h"
 #include "platform/ipc/unix_socket.h"
-#include "platform/ipc/wire.h"
+#include "tests/end_to_end/world.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using namespace Vexo;
+using namespace Vexo::Bench;
+using Client::DistNetClient;
+using EndToEnd::Device;
 
-constexpr size_t REQUEST_SIZE = 100;
-constexpr size_t REPLY_SIZE = 16;
-constexpr int ROUNDS = 10;
-constexpr int IDLE_CLIENTS = 1000;
+constexpr int CALLS = 5000;
+constexpr int CALLS_AT_ONCE = 1000;  // of each of the clients at once
+constexpr size_t CLIENTS_AT_ONCE = 8;
+constexpr size_t IDLE_CLIENTS = 1000;
+// The daemon treats this user as an application, whose requests need the most checks.
+constexpr const char* POLICY =
+    R"("token_type": "application", "privilege_level": 2, "system_app": true,
+       "permissions": ["vexo.permission.CONNECTIVITY_INTERNAL"])";
 
-constexpr uint32_t EMPTY_ABILITY = 1;    // returns at once
-constexpr uint32_t CHECKED_ABILITY = 2;  // is in the registry; checks the permissions of its caller as the service does
-constexpr uint32_t TASK_ABILITY = 3;     // also runs its work on the task runtime, after the same checks
-
-class EmptyStub : public IPCObjectStub {
+// A daemon and one client of it.
+class Target {
 public:
-    int OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel&, MessageOption&) override { return IPC_OK; }
-};
-
-class CheckedStub : public IPCObjectStub {
-public:
-    int OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel&, MessageOption&) override
+    Target(EndToEnd::World& world, const std::string& name) : device_(world.Add(name))
     {
-        using namespace Security;
-        const AccessTokenID token = IPCSkeleton::GetCallingTokenID();
-        HapTokenInfo info;
-        const bool granted = TokenIdKit::IsSystemAppByFullTokenID(IPCSkeleton::GetCallingFullTokenID()) &&
-                             AccessTokenKit::GetTokenTypeFlag(token) == TOKEN_HAP &&
-                             AccessTokenKit::GetHapTokenInfo(token, info) == ACCESS_TOKEN_OK &&
-                             info.apl >= APL_SYSTEM_BASIC &&
-                             AccessTokenKit::VerifyAccessToken(token, CONNECTIVITY_INTERNAL_PERMISSION) == 0;
-        return granted ? IPC_OK : IPC_UNKNOWN_REQUEST;
+        device_.Start();
+        networkId_ = device_.NetworkId();
+        client_ = device_.Connect();
+        Check(client_ != nullptr, "connect to distnetd");
     }
-};
 
-class TaskStub : public CheckedStub {
-public:
-    int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override
+    void Stop() { Stop(*client_); }
+    void Stop(DistNetClient& client) const
     {
-        const int status = CheckedStub::OnRemoteRequest(code, data, reply, option);
-        int result = IPC_UNKNOWN_REQUEST;
-        NetManagerStandard::FFRTUtils::SubmitTaskSync([&] { result = status; });
-        return result;
+        Check(client.StopDistributedNetwork(0, 0, networkId_).Succeeded(), "StopDistributedNetwork");
     }
+    void StartService()
+    {
+        uint32_t state = 0;
+        Check(client_->StartService(state).Succeeded(), "StartService");
+    }
+    // Empties the daemon's log file, so that the log of many rounds does not fill the disk.
+    void EmptyLog() const { std::filesystem::resize_file(device_.StateDir() / "daemon.log", 0); }
+    Device& Daemon() { return device_; }
+
+private:
+    Device& device_;
+    std::string networkId_;
+    std::unique_ptr<DistNetClient> client_;
 };
 
-void LetThisUserIn()
+Side Ours(Target& target, void (Target::*call)())
 {
-    Security::AccessPolicy policy;
-    policy.entries.push_back({.user = std::to_string(::getuid()),
-                              .group = {},
-                              .tokenType = Security::TOKEN_HAP,
-                              .privilegeLevel = Security::APL_SYSTEM_BASIC,
-                              .systemApp = true,
-                              .permissions = {Security::CONNECTIVITY_INTERNAL_PERMISSION}});
-    Security::InstallAccessPolicy(std::move(policy));
+    return {"distnetd", [&target, call] {
+                target.EmptyLog();
+                return TimeEach(CALLS, [&target, call] { (target.*call)(); });
+            }};
 }
 
-void Check(bool good, const char* what)
+template <typename Peer>
+Side PeerSide(const char* name, const Peer& peer)
 {
-    if (!good) {
-        std::perror(what);
-        std::exit(1);
+    return {name, [&peer] { return TimeEach(CALLS, [&peer] { peer.Call(); }); }};
+}
+
+// Runs the function call(client) repeatedly on one thread for each client. Returns the calls per second of all clients.
+template <typename Call>
+Sample RateOf(size_t clients, const Call& call)
+{
+    const auto start = std::chrono::steady_clock::now();
+    std::vector<std::thread> threads;
+    for (size_t client = 0; client < clients; ++client) {
+        threads.emplace_back([&call, client] {
+            for (int i = 0; i < CALLS_AT_ONCE; ++i) {
+                call(client);
+            }
+        });
     }
-}
-
-void PinToOneCpu()
-{
-    cpu_set_t allowed;
-    Check(::sched_getaffinity(0, sizeof(allowed), &allowed) == 0, "sched_getaffinity");
-    cpu_set_t one;
-    CPU_ZERO(&one);
-    for (int cpu = CPU_SETSIZE - 1; cpu >= 0; --cpu) {
-        if (CPU_ISSET(cpu, &allowed)) {
-            CPU_SET(cpu, &one);
-            break;
-        }
+    for (std::thread& thread : threads) {
+        thread.join();
     }
-    Check(::sched_setaffinity(0, sizeof(one), &one) == 0, "sched_setaffinity");
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const double rate = static_cast<double>(clients) * CALLS_AT_ONCE / seconds;
+    return {rate, rate};
 }
 
-// Raises the limit of open file descriptors. Each idle client needs one descriptor in this process and one in the
-// server process, which inherits the limit.
-void RaiseDescriptorLimit()
+void CompareClientsAtOnce(const Arguments& arguments, Target& target, const std::vector<std::unique_ptr<RawPeer>>& raw)
+{
+    std::vector<std::unique_ptr<DistNetClient>> clients;
+    for (size_t i = 0; i < CLIENTS_AT_ONCE; ++i) {
+        clients.push_back(target.Daemon().Connect());
+        Check(clients.back() != nullptr, "connect a client to distnetd");
+    }
+    Compare(arguments, "ipc.x8", "1/s",
+            {"distnetd",
+             [&] {
+                 target.EmptyLog();
+                 return RateOf(clients.size(), [&](size_t i) { target.Stop(*clients[i]); });
+             }},
+            {"8 ping-pongs", [&] { return RateOf(raw.size(), [&](size_t i) { raw[i]->Call(); }); }});
+}
+
+// Compares two daemons. Only the first has idle clients.
+void CompareIdleClients(const Arguments& arguments, Target& target, EndToEnd::World& world)
 {
     rlimit limit{};
     Check(::getrlimit(RLIMIT_NOFILE, &limit) == 0, "getrlimit");
     limit.rlim_cur = limit.rlim_max;
     Check(::setrlimit(RLIMIT_NOFILE, &limit) == 0, "setrlimit");
-}
-
-pid_t RunChild(const std::function<void()>& body)
-{
-    const pid_t child = ::fork();
-    Check(child >= 0, "fork");
-    if (child == 0) {
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        body();
-        ::_exit(0);
+    Target other(world, "phone");
+    std::vector<UniqueFd> idle;
+    for (size_t i = 0; i < IDLE_CLIENTS; ++i) {
+        auto socket = Ipc::ConnectTo(other.Daemon().Socket(), std::chrono::seconds(5));
+        Check(socket.has_value(), "connect an idle client to distnetd");
+        idle.push_back(std::move(socket.value()));
     }
-    return child;
-}
-
-pid_t StartEcho(int socket)
-{
-    return RunChild([socket] {
-        std::array<uint8_t, REQUEST_SIZE> buffer{};
-        while (::recv(socket, buffer.data(), buffer.size(), 0) > 0) {
-            ::send(socket, buffer.data(), REPLY_SIZE, MSG_NOSIGNAL);
-        }
-    });
-}
-
-pid_t StartServer(const std::string& path)
-{
-    return RunChild([&path] {
-        LetThisUserIn();
-        const auto stub = MakeSptr<EmptyStub>();
-        const auto manager = MakeSptr<SystemAbilityManager>();
-        manager->AddSystemAbility(CHECKED_ABILITY, MakeSptr<CheckedStub>());
-        manager->AddSystemAbility(TASK_ABILITY, MakeSptr<TaskStub>());
-        auto server =
-            Ipc::IpcServer::Start(Ipc::IpcServerOptions{.socketPath = path}, Security::IdentifyCaller,
-                                  [&](const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply) {
-                                      if (request.abilityId != EMPTY_ABILITY) {
-                                          return manager->Dispatch(request, data, reply);
-                                      }
-                                      MessageOption option;
-                                      return int32_t{stub->OnRemoteRequest(request.code, data, reply, option)};
-                                  });
-        Check(server.has_value(), "server");
-        ::pause();
-    });
-}
-
-UniqueFd ConnectTo(const std::string& path)
-{
-    for (int attempt = 0; attempt < 1000; ++attempt) {
-        auto socket = Ipc::ConnectTo(path, std::chrono::seconds(1));
-        if (socket) {
-            return std::move(socket.value());
-        }
-        ::usleep(1000);
-    }
-    Check(false, "connect");
-    return UniqueFd();
-}
-
-struct Series {
-    const char* name;
-    std::function<void()> once;
-    std::vector<double> microseconds;
-    double median = 0;
-    double p99 = 0;
-};
-
-void Measure(Series& series, int count)
-{
-    for (int i = 0; i < count / 10; ++i) {
-        series.once();
-    }
-    for (int i = 0; i < count; ++i) {
-        const Clock::time_point start = Clock::now();
-        series.once();
-        series.microseconds.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
-    }
-}
-
-void Summarise(Series& series)
-{
-    std::sort(series.microseconds.begin(), series.microseconds.end());
-    series.median = series.microseconds[series.microseconds.size() / 2];
-    series.p99 = series.microseconds[series.microseconds.size() * 99 / 100];
-}
-
-// Sends a request and receives the reply as bytes. Does not use the client classes.
-void PingPong(int socket, const std::array<uint8_t, REQUEST_SIZE>& request)
-{
-    std::array<uint8_t, REQUEST_SIZE> reply{};
-    Check(::send(socket, request.data(), request.size(), MSG_NOSIGNAL) == ssize_t{REQUEST_SIZE}, "send");
-    Check(::recv(socket, reply.data(), reply.size(), 0) == ssize_t{REPLY_SIZE}, "recv");
-    const bool refused = std::any_of(reply.begin() + 12, reply.begin() + 16, [](uint8_t byte) { return byte != 0; });
-    Check(!refused, "status of the reply");
+    const int connected = other.Daemon().Count("ipc_connections");
+    Check(connected > static_cast<int>(IDLE_CLIENTS), "keep 1,000 idle clients (needs root or the daemon's user)");
+    Side without = Ours(target, &Target::Stop);
+    without.name = "no idle clients";
+    Compare(arguments, "ipc.idle_1000", "us", Ours(other, &Target::Stop), without);
 }
 
 }  // namespace
 
-int main(int count, char** arguments)
+int main(int argc, char** argv)
 {
-    const int requests = count > 1 ? std::atoi(arguments[1]) : 200'000;
-    Check(requests >= ROUNDS * 100, "ipc_bench [REQUESTS], at least 1000");
-    PinToOneCpu();
-    RaiseDescriptorLimit();
-    std::string folder = std::filesystem::temp_directory_path() / "ipc_bench_XXXXXX";
-    Check(::mkdtemp(folder.data()) != nullptr, "mkdtemp");
-    const std::string path = folder + "/ipc.sock";
-
-    int pair[2];
-    Check(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair) == 0, "socketpair");
-    const UniqueFd bareSocket(pair[0]);
-    const UniqueFd echoSocket(pair[1]);
-    const pid_t echo = StartEcho(pair[1]);
-    const pid_t server = StartServer(path);
-    const UniqueFd raw = ConnectTo(path);
-    auto connection = Ipc::IpcConnection::Connect(path);
-    Check(connection.has_value(), "connect");
-
-    const std::array<uint8_t, REQUEST_SIZE> bareRequest{};
-    std::array<uint8_t, REQUEST_SIZE> request{};
-    std::array<uint8_t, REQUEST_SIZE> checkedRequest{};
-    Ipc::EncodeHeader(Ipc::IpcHeader{0, EMPTY_ABILITY, 1}, request.data());
-    std::array<uint8_t, REQUEST_SIZE> taskRequest{};
-    Ipc::EncodeHeader(Ipc::IpcHeader{0, CHECKED_ABILITY, 1}, checkedRequest.data());
-    Ipc::EncodeHeader(Ipc::IpcHeader{0, TASK_ABILITY, 1}, taskRequest.data());
-    MessageParcel data;
-    MessageParcel reply;
-    data.ParseFrom(request.data() + Ipc::IPC_HEADER_SIZE, REQUEST_SIZE - Ipc::IPC_HEADER_SIZE);
-
-    std::vector<UniqueFd> idle;
-    std::vector<Series> series;
-    series.push_back({"bare ping-pong", [&] { PingPong(bareSocket.Get(), bareRequest); }, {}});
-    series.push_back({"server, raw client", [&] { PingPong(raw.Get(), request); }, {}});
-    series.push_back({"server, IpcConnection",
-                      [&] {
-                          Check(connection.value()->Transact(EMPTY_ABILITY, 1, data, reply, std::chrono::seconds(5)) ==
-                                    IPC_OK,
-                                "transact");
-                      },
-                      {}});
-    series.push_back({"server, registry, permission", [&] { PingPong(raw.Get(), checkedRequest); }, {}});
-    series.push_back({"…, on the task runtime", [&] { PingPong(raw.Get(), taskRequest); }, {}});
-    for (int round = 0; round < ROUNDS; ++round) {
-        for (Series& one : series) {
-            Measure(one, requests / ROUNDS);
-        }
+    const Arguments arguments = Start(argc, argv);
+    // The peers fork, so they are created before this process has a second thread.
+    std::unique_ptr<PrivateDBus> dbus;
+    std::unique_ptr<SdBusPeer> direct;
+    std::unique_ptr<SdBusPeer> throughDaemon;
+    std::vector<std::unique_ptr<RawPeer>> raw;
+    for (size_t i = 0; i < CLIENTS_AT_ONCE; ++i) {
+        raw.push_back(std::make_unique<RawPeer>());
     }
-    for (int i = 0; i < IDLE_CLIENTS; ++i) {
-        idle.push_back(ConnectTo(path));
+    if (IsWanted(arguments, "ipc.vs_sdbus")) {
+        dbus = std::make_unique<PrivateDBus>();
+        direct = std::make_unique<SdBusPeer>();
+        throughDaemon = std::make_unique<SdBusPeer>(dbus->Address());
     }
-    series.push_back({"server, 1000 more clients idle", [&] { PingPong(raw.Get(), request); }, {}});
-    Measure(series.back(), requests);
-
-    std::printf("%d requests of 100 B, replies of 16 B, pinned to one CPU\n", requests);
-    for (Series& one : series) {
-        Summarise(one);
-        std::printf("%-30s median %6.2f us   p99 %6.2f us   ratio %.2f\n", one.name, one.median, one.p99,
-                    one.median / series.front().median);
+    EndToEnd::World world;
+    world.SetPolicy(POLICY);
+    Target target(world, "laptop");
+    const Side ping = PeerSide("ping-pong", *raw.front());
+    if (IsWanted(arguments, "ipc.stop")) {
+        Compare(arguments, "ipc.stop", "us", Ours(target, &Target::Stop), ping, true);
     }
-    ::kill(server, SIGKILL);
-    ::kill(echo, SIGKILL);
-    ::waitpid(server, nullptr, 0);
-    ::waitpid(echo, nullptr, 0);
-    std::filesystem::remove_all(folder);
+    if (IsWanted(arguments, "ipc.start_service")) {
+        Compare(arguments, "ipc.start_service", "us", Ours(target, &Target::StartService), ping);
+    }
+    if (IsWanted(arguments, "ipc.vs_sdbus")) {
+        Compare(arguments, "ipc.vs_sdbus.direct", "us", Ours(target, &Target::Stop),
+                PeerSide("sd-bus, direct", *direct));
+        Compare(arguments, "ipc.vs_sdbus.daemon", "us", Ours(target, &Target::Stop),
+                PeerSide("sd-bus, dbus-daemon", *throughDaemon));
+    }
+    if (IsWanted(arguments, "ipc.x8")) {
+        CompareClientsAtOnce(arguments, target, raw);
+    }
+    if (IsWanted(arguments, "ipc.idle_1000")) {
+        CompareIdleClients(arguments, target, world);
+    }
+    target.EmptyLog();
     return 0;
 }

@@ -1,50 +1,48 @@
-// Compares the time of a task with the minimum, which is a bare futex hand-off from one thread to another and back.
-// Both threads run on one CPU, because waking an idle virtual CPU would take most of the measured time. The
-// measurements alternate, so that a change of the machine's load affects both.
-//   tasks_bench [ITERATIONS]     prints the median and the 99th percentile in microseconds, and a ratio
+// Measures the task runtime and the timers of the platform.
+//   task.submit_wait     SubmitTaskSync, beside a bare futex hand-off to another thread and back
+//   task.flood           1,000,000 tasks until the last has run, beside Asio's thread pool with two threads
+//   task.delay.lateness  how late a task with a delay of 1 ms starts, beside a thread that reads a timerfd
+//   task.delay.arm       to set and cancel 100,000 timers, beside Asio's timers
 #include <linux/futex.h>
-#include <sched.h>
+#include <pthread.h>
 #include <sys/syscall.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <asio/io_context.hpp>
+#include <asio/post.hpp>
+#include <asio/steady_timer.hpp>
+#include <asio/thread_pool.hpp>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <functional>
-#include <string>
+#include <memory>
 #include <thread>
 #include <vector>
 
+#include "bench/bench.h"
+#include "distributed/services/utils/ffrt_utils.h"
+#include "platform/base/unique_fd.h"
 #include "platform/tasks/ffrt.h"
+#include "platform/tasks/timers.h"
 
 namespace {
 
+using namespace Vexo;
+using namespace Vexo::Bench;
 using Clock = std::chrono::steady_clock;
+using NetManagerStandard::FFRTUtils;
 
-constexpr int ROUNDS = 9;
-
-void PinToOneCpu()
-{
-    cpu_set_t allowed;
-    cpu_set_t one;
-    CPU_ZERO(&one);
-    if (::sched_getaffinity(0, sizeof(allowed), &allowed) != 0) {
-        std::perror("sched_getaffinity");
-        std::exit(1);
-    }
-    int cpu = CPU_SETSIZE - 1;
-    while (!CPU_ISSET(cpu, &allowed)) {
-        --cpu;
-    }
-    CPU_SET(cpu, &one);
-    if (::sched_setaffinity(0, sizeof(one), &one) != 0) {
-        std::perror("sched_setaffinity");
-        std::exit(1);
-    }
-}
+constexpr int SUBMISSIONS = 20'000;
+constexpr int FLOOD_TASKS = 1'000'000;
+// The runtime refuses a task when 65,536 tasks wait (MAX_POOL_QUEUE), so the flood waits after this number of tasks.
+constexpr int FLOOD_BATCH = 50'000;
+constexpr size_t POOL_THREADS = 2;
+constexpr int DELAYS = 200;
+constexpr std::chrono::microseconds DELAY{1000};
+constexpr size_t TIMERS = 100'000;
 
 void FutexWait(std::atomic<uint32_t>& word, uint32_t value)
 {
@@ -95,75 +93,169 @@ private:
     std::thread thread_{[this] { Run(); }};
 };
 
-struct Figure {
-    double medianUs = 0;
-    double p99Us = 0;
-};
+double MicrosecondsSince(Clock::time_point start)
+{
+    return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+}
 
-Figure Measure(int iterations, const std::function<void()>& operation)
+Sample Both(double value)
+{
+    return {value, value};
+}
+
+void CompareSubmitAndWait(const Arguments& arguments)
+{
+    Partner partner;
+    int64_t runs = 0;
+    const std::function<void()> task = [&runs] { ++runs; };
+    Compare(arguments, "task.submit_wait", "us",
+            {"ours", [&] { return TimeEach(SUBMISSIONS, [&task] { FFRTUtils::SubmitTaskSync(task); }); }},
+            {"futex hand-off", [&] { return TimeEach(SUBMISSIONS, [&partner] { partner.HandOver(); }); }});
+    Check(runs == int64_t{SUBMISSIONS} * (arguments.rounds + 1), "run every task");
+}
+
+// Returns the tasks per second of a flood. flood: submits the given task FLOOD_TASKS times and waits until the last has
+// run.
+Sample FloodRate(const std::function<void(const std::function<void()>&)>& flood)
+{
+    std::atomic<int> runs{0};
+    const auto start = Clock::now();
+    flood([&runs] { runs.fetch_add(1, std::memory_order_relaxed); });
+    const double seconds = MicrosecondsSince(start) / 1e6;
+    Check(runs == FLOOD_TASKS, "run every task of the flood");
+    return Both(FLOOD_TASKS / seconds);
+}
+
+void FloodRuntime(const std::function<void()>& task)
+{
+    for (int submitted = 0; submitted < FLOOD_TASKS; submitted += FLOOD_BATCH) {
+        for (int i = 0; i < FLOOD_BATCH; ++i) {
+            FFRTUtils::SubmitTask(task);
+        }
+        ffrt_wait();
+    }
+}
+
+void FloodAsio(const std::function<void()>& task)
+{
+    asio::thread_pool pool(POOL_THREADS);
+    for (int i = 0; i < FLOOD_TASKS; ++i) {
+        asio::post(pool, task);
+    }
+    pool.join();
+}
+
+void CompareFlood(const Arguments& arguments)
+{
+    Compare(arguments, "task.flood", "1/s", {"ours", [] { return FloodRate(FloodRuntime); }},
+            {"Asio's thread pool", [] { return FloodRate(FloodAsio); }});
+}
+
+// Starts a task with the delay DELAY in a queue of the runtime, and returns how late the task starts.
+double LatenessOfQueue(ffrt::queue& queue)
+{
+    std::atomic<uint32_t> done{0};
+    Clock::time_point ran;
+    std::function<void()> task = [&] {
+        ran = Clock::now();
+        FutexWake(done, 1);
+    };
+    const auto due = Clock::now() + DELAY;
+    Check(FFRTUtils::SubmitDelayTask(task, 1, queue) != nullptr, "submit a delayed task");
+    FutexWait(done, 0);
+    return std::chrono::duration<double, std::micro>(ran - due).count();
+}
+
+// Returns how late a blocking read of a timerfd returns on another thread that then wakes this one.
+double LatenessOfTimerfd(int timer)
+{
+    itimerspec when{};
+    when.it_value.tv_nsec = std::chrono::nanoseconds(DELAY).count();
+    const auto due = Clock::now() + DELAY;
+    Check(::timerfd_settime(timer, 0, &when, nullptr) == 0, "timerfd_settime");
+    uint64_t expirations = 0;
+    Check(::read(timer, &expirations, sizeof(expirations)) == ssize_t{sizeof(expirations)}, "read a timerfd");
+    return std::chrono::duration<double, std::micro>(Clock::now() - due).count();
+}
+
+Sample PercentilesOf(const std::function<double()>& measure)
 {
     std::vector<double> times;
-    times.reserve(static_cast<size_t>(iterations));
-    for (int i = 0; i < iterations; ++i) {
-        const auto start = Clock::now();
-        operation();
-        times.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
+    for (int i = 0; i < DELAYS; ++i) {
+        times.push_back(measure());
     }
     std::sort(times.begin(), times.end());
-    return {times[times.size() / 2], times[times.size() * 99 / 100]};
+    return {times[DELAYS / 2], times[DELAYS * 99 / 100]};
 }
 
-Figure MedianOf(std::vector<Figure> rounds)
+void CompareLateness(const Arguments& arguments)
 {
-    const auto middle = static_cast<std::ptrdiff_t>(rounds.size() / 2);
-    Figure result;
-    std::nth_element(rounds.begin(), rounds.begin() + middle, rounds.end(),
-                     [](const Figure& a, const Figure& b) { return a.p99Us < b.p99Us; });
-    result.p99Us = rounds[static_cast<size_t>(middle)].p99Us;
-    std::nth_element(rounds.begin(), rounds.begin() + middle, rounds.end(),
-                     [](const Figure& a, const Figure& b) { return a.medianUs < b.medianUs; });
-    result.medianUs = rounds[static_cast<size_t>(middle)].medianUs;
-    return result;
+    ffrt::queue queue("bench");
+    const UniqueFd timer(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC));
+    Check(static_cast<bool>(timer), "timerfd_create");
+    Compare(arguments, "task.delay.lateness", "us",
+            {"ours", [&] { return PercentilesOf([&] { return LatenessOfQueue(queue); }); }},
+            {"timerfd", [&] { return PercentilesOf([&] { return LatenessOfTimerfd(timer.Get()); }); }});
 }
 
-void SubmitAndWait(const std::function<void()>& task)
+void CompareArming(const Arguments& arguments)
 {
-    ffrt_task_attr_t attributes;
-    ffrt_task_attr_init(&attributes);
-    ffrt_task_attr_set_name(&attributes, "SubmitTaskSync");
-    ffrt_submit(ffrt::create_function_wrapper(task, ffrt_function_kind_general), &attributes);
-    ffrt_task_attr_destroy(&attributes);
-    ffrt_wait();
+    using namespace std::chrono_literals;
+    asio::io_context context;
+    std::vector<Tasks::Timer> ours(TIMERS);
+    std::vector<asio::steady_timer> others;
+    for (size_t i = 0; i < TIMERS; ++i) {
+        others.emplace_back(context);
+    }
+    // Different delays, as the timers of different sessions have.
+    const auto delayOf = [](size_t i) { return 10s + std::chrono::microseconds(i * 7919 % TIMERS); };
+    const auto perTimer = [](Clock::time_point start) {
+        return Both(MicrosecondsSince(start) * 1000 / static_cast<double>(TIMERS));
+    };
+    Compare(arguments, "task.delay.arm", "ns",
+            {"ours",
+             [&] {
+                 const auto start = Clock::now();
+                 for (size_t i = 0; i < TIMERS; ++i) {
+                     ours[i] = Tasks::Timers::System().CallAfter(delayOf(i), [] {});
+                 }
+                 for (Tasks::Timer& timer : ours) {
+                     Check(timer.Cancel(), "cancel a timer that is set");
+                 }
+                 return perTimer(start);
+             }},
+            {"Asio's timers", [&] {
+                 const auto start = Clock::now();
+                 for (size_t i = 0; i < TIMERS; ++i) {
+                     others[i].expires_after(delayOf(i));
+                     others[i].async_wait([](const std::error_code&) {});
+                 }
+                 for (asio::steady_timer& timer : others) {
+                     Check(timer.cancel() == 1, "cancel a timer that is set");
+                 }
+                 const Sample sample = perTimer(start);
+                 context.restart();
+                 context.run();  // runs the handlers of the cancelled timers, which is not measured
+                 return sample;
+             }});
 }
 
 }  // namespace
 
 int main(int argc, char** argv)
 {
-    const int iterations = argc > 1 ? std::atoi(argv[1]) : 20'000;
-    if (iterations < 100) {
-        std::fprintf(stderr, "tasks_bench: ITERATIONS is a number from 100 on\n");
-        return 2;
+    const Arguments arguments = Start(argc, argv);
+    if (IsWanted(arguments, "task.submit_wait")) {
+        CompareSubmitAndWait(arguments);
     }
-    PinToOneCpu();
-    Partner partner;
-    int64_t runs = 0;
-    const std::function<void()> task = [&runs] { ++runs; };
-    std::vector<Figure> bare;
-    std::vector<Figure> submitted;
-    for (int round = 0; round < ROUNDS; ++round) {
-        bare.push_back(Measure(iterations, [&partner] { partner.HandOver(); }));
-        submitted.push_back(Measure(iterations, [&task] { SubmitAndWait(task); }));
+    if (IsWanted(arguments, "task.flood")) {
+        CompareFlood(arguments);
     }
-    if (runs != static_cast<int64_t>(iterations) * ROUNDS) {
-        std::fprintf(stderr, "tasks_bench: %lld tasks ran instead of %lld\n", static_cast<long long>(runs),
-                     static_cast<long long>(iterations) * ROUNDS);
-        return 1;
+    if (IsWanted(arguments, "task.delay.lateness")) {
+        CompareLateness(arguments);
     }
-    const Figure limit = MedianOf(bare);
-    const Figure tasks = MedianOf(submitted);
-    std::printf("futex hand-off and back   %6.2f us   p99 %6.2f us\n", limit.medianUs, limit.p99Us);
-    std::printf("submit and wait           %6.2f us   p99 %6.2f us\n", tasks.medianUs, tasks.p99Us);
-    std::printf("ratio                     %6.2f\n", tasks.medianUs / limit.medianUs);
+    if (IsWanted(arguments, "task.delay.arm")) {
+        CompareArming(arguments);
+    }
     return 0;
 }
