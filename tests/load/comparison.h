@@ -1,0 +1,32 @@
+// Compares the time of a good client's request without and with a load on the daemon.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace Vexo::Load {
+
+// The slowest p99 under load that is acceptable is SLOWER times the quiet p99. A p99 below FLOOR is always acceptable,
+// because such times depend on the machine's scheduler. In a build without optimisation or with a sanitizer, the
+// comparison says little, so its floor is higher and the test finds only stalls.
+inline constexpr int SLOWER = 3;
+#ifdef NDEBUG
+inline constexpr std::chrono::milliseconds FLOOR{2};
+#else
+inline constexpr std::chrono::milliseconds FLOOR{250};
+#endif
+
+inline constexpr int WINDOWS = 5;  // with the load; as many without it
+
+// Sends one request and waits for the answer. Returns false if the daemon refused the request or did not answer.
+using Request = std::function<bool()>;
+// Starts the load and returns when the load has begun to work. The load ends when the returned object is destroyed.
+using StartLoad = std::function<std::shared_ptr<void>()>;
+
+// Measures the request in windows, alternately without and with the load, so that other work of the machine affects
+// both alike. Takes the p99 of each window, and the median of these. Fails the test if the median under load is more
+// than SLOWER times the quiet median, or if any request failed.
+void ExpectServedDuring(const StartLoad& startLoad, const Request& request);
+
+}  // namespace Vexo::Load
