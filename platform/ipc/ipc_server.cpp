@@ -73,6 +73,7 @@ private:
     Growth StartWorker();
 
     void AcceptAll();
+    bool RefuseForDescriptors();
     void Accept(UniqueFd socket);
     static void TurnAway(UniqueFd socket, IpcStatus status);
     std::shared_ptr<ServerConnection> Find(uint64_t id);
@@ -280,16 +281,30 @@ void Server::AcceptAll()
         if (socket) {
             Accept(std::move(socket));
         } else if (errno == EMFILE || errno == ENFILE) {
-            reserve_.Reset();
-            faults_.OutOfDescriptors();
-            TurnAway(UniqueFd(::accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC)), IPC_BUSY);
-            reserve_.Reset(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+            if (!RefuseForDescriptors()) {
+                break;
+            }
         } else if (errno != EINTR && errno != ECONNABORTED) {
             break;
         }
     }
     epoll_event event{EPOLLIN | EPOLLONESHOT, {.u64 = LISTENER}};
     ::epoll_ctl(epoll_.Get(), EPOLL_CTL_MOD, listener_.Get(), &event);
+}
+
+// Closes reserve_ for a moment to accept the next client and refuse it. Returns false if no client waits: without a free
+// descriptor, accept4(2) fails with EMFILE even then.
+bool Server::RefuseForDescriptors()
+{
+    reserve_.Reset();
+    UniqueFd socket(::accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+    const bool isClient = static_cast<bool>(socket);
+    if (isClient) {
+        faults_.OutOfDescriptors();
+        TurnAway(std::move(socket), IPC_BUSY);
+    }
+    reserve_.Reset(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    return isClient;
 }
 
 void Server::Accept(UniqueFd socket)

@@ -34,9 +34,12 @@ class Devices(unittest.TestCase):
         return [path.name for path in (self.world / "air").glob("hotspot-*.json")]
 
     def assert_taken_back(self):
+        def phase():
+            return self.laptop.json("status")[-1]["online"]["attempt"]["phase"]
+
         wait_until(self, lambda: not self.hotspots(), "the hotspot stays on")
-        online = self.laptop.json("status")[-1]["status"]
-        self.assertNotEqual(online["wifi"]["state"], "connected")
+        wait_until(self, lambda: phase() not in ["running", "cancelling"], "the attempt goes on")
+        self.assertNotEqual(self.laptop.json("status")[-1]["status"]["wifi"]["state"], "connected")
 
     def up(self, code, *words):
         ended = self.laptop.run(*(words or ("up",)))
