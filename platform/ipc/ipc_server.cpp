@@ -292,8 +292,8 @@ void Server::AcceptAll()
     ::epoll_ctl(epoll_.Get(), EPOLL_CTL_MOD, listener_.Get(), &event);
 }
 
-// Closes reserve_ for a moment to accept the next client and refuse it. Returns false if no client waits: without a free
-// descriptor, accept4(2) fails with EMFILE even then.
+// Closes reserve_ for a moment to accept the next client and refuse it. Returns false if no client waits: without a
+// free descriptor, accept4(2) fails with EMFILE even then.
 bool Server::RefuseForDescriptors()
 {
     reserve_.Reset();
