@@ -40,7 +40,10 @@ protected:
     Device& Phone() { return world_["phone"]; }
     bool Start(Client::DistNetClient& client)
     {
-        return client.StartDistributedNetwork(0, 0, Phone().NetworkId()).Succeeded();
+        const Client::CallResult result = client.StartDistributedNetwork(0, 0, Phone().NetworkId());
+        EXPECT_TRUE(result.Succeeded()) << "status " << static_cast<int>(result.status) << ", code " << result.code
+                                        << ": " << result.message;
+        return result.Succeeded();
     }
     // Programs of OTHER_USER flood the laptop.
     StartLoad FloodLocally(size_t connections, LocalFlood::Reads reads)
@@ -73,7 +76,9 @@ TEST_F(LoadTest, NewClientsAreServedBesideFiveThousandConnectionsOfOneUser)
         GTEST_SKIP() << "only root can act as another user";
     }
     ExpectServedDuring(FloodLocally(5000, LocalFlood::Reads::ALL), [&] {
-        const auto client = Laptop().Connect();
+        Client::CallResult result;
+        const auto client = Client::DistNetClient::Connect(Laptop().Socket(), result);
+        EXPECT_TRUE(client) << "status " << static_cast<int>(result.status) << ": " << result.message;
         return client && Start(*client);
     });
 }
