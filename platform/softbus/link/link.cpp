@@ -7,6 +7,7 @@
 #include <array>
 #include <asio/post.hpp>
 #include <cerrno>
+#include <limits>
 #include <utility>
 
 #include "platform/dfx/guard.h"
@@ -60,9 +61,9 @@ Link::Link(asio::io_context& reactor, Stream stream, Role role, const Setup& set
       socket_(reactor, stream.socket.Release()),
       maxWriteBytes_(stream.maxWriteBytes),
       deadline_(reactor),
-      ssl_(std::move(ssl)),
       state_(role == Role::CLIENT ? State::PREAMBLE : State::HANDSHAKE),
       lastReceived_(Clock::System().Now()),
+      ssl_(std::move(ssl)),
       lastSent_(lastReceived_)
 {
     SSL_set_mode(ssl_.get(),
@@ -195,7 +196,11 @@ void Link::ReadChallenge()
         return key == Trust::ProvenKey::PREVIOUS ? preamble->ProveWithPrevious(challenge, flight)
                                                  : preamble->Prove(challenge, flight);
     };
-    if (!AttachSocket(ssl_.get(), socket_.native_handle(), prefix, maxWriteBytes_)) {
+    const bool isAttached = [&] {
+        const MutexLock lock(tlsMutex_);
+        return AttachSocket(ssl_.get(), socket_.native_handle(), prefix, maxWriteBytes_);
+    }();
+    if (!isAttached) {
         End(LinkEnd::BROKEN, "not enough memory");
         return;
     }
@@ -208,28 +213,32 @@ void Link::Handshake()
     if (state_ != State::HANDSHAKE) {
         return;
     }
+    MutexLock lock(tlsMutex_);
     ERR_clear_error();
     errno = 0;
     const int result = role_ == Role::CLIENT ? SSL_connect(ssl_.get()) : SSL_accept(ssl_.get());
-    if (result == 1) {
-        HandshakeDone();
-        return;
-    }
-    const int systemError = errno;
-    int error = SSL_get_error(ssl_.get(), result);
-    if (error == SSL_ERROR_SYSCALL && BIO_should_write(SSL_get_rbio(ssl_.get())) != 0) {
+    TlsFailure failure = FailureOf(result);
+    if (failure.sslError == SSL_ERROR_SYSCALL && BIO_should_write(SSL_get_rbio(ssl_.get())) != 0) {
         // OpenSSL sends the first flight of the handshake by a flush. If that flush must be repeated, OpenSSL 3.0
         // reports SSL_ERROR_SYSCALL instead of SSL_ERROR_WANT_WRITE.
-        error = SSL_ERROR_WANT_WRITE;
+        failure.sslError = SSL_ERROR_WANT_WRITE;
     }
-    if (!MustWait(error)) {
-        EndByTls(error, systemError);
+    lock.Unlock();
+    if (result == 1) {
+        HandshakeDone();
+    } else if (!MustWait(failure.sslError)) {
+        EndByTls(failure);
     }
 }
 
 void Link::HandshakeDone()
 {
-    Result<std::string> peer = tls_->VerifiedPeer(ssl_.get());
+    Result<std::string> peer = [this] {
+        const MutexLock lock(tlsMutex_);
+        Result<std::string> verified = tls_->VerifiedPeer(ssl_.get());
+        isReadyToWrite_ = verified.has_value();
+        return verified;
+    }();
     if (!peer) {
         End(LinkEnd::REFUSED, peer.error().message);
         return;
@@ -255,11 +264,18 @@ void Link::HandshakeDone()
 Result<Trust::SecretBytes> Link::ExportSecret(std::string_view label) const
 {
     Trust::SecretBytes secret{};
+    const MutexLock lock(tlsMutex_);
     if (!ssl_ || SSL_export_keying_material(ssl_.get(), secret.data(), secret.size(), label.data(), label.size(),
                                             nullptr, 0, 0) != 1) {
         return Fail(ErrorCode::SYSTEM, "cannot derive a secret from the TLS connection");
     }
     return secret;
+}
+
+X509* Link::PeerCertificate() const
+{
+    const MutexLock lock(tlsMutex_);
+    return ssl_ ? SSL_get0_peer_certificate(ssl_.get()) : nullptr;
 }
 
 // --- reading ---
@@ -290,11 +306,14 @@ void Link::ReadSome()
         return;
     }
     for (int record = 0; record < RECORDS_PER_TURN; ++record) {
+        MutexLock lock(tlsMutex_);
         ERR_clear_error();
         errno = 0;
         const int got = SSL_read(ssl_.get(), buffer.data(), static_cast<int>(buffer.size()));
+        const TlsFailure failure = FailureOf(got);
+        lock.Unlock();
         if (got <= 0) {
-            ReadFailed(got);
+            ReadFailed(failure);
             return;
         }
         lastReceived_ = Clock::System().Now();
@@ -394,13 +413,18 @@ bool Link::RefuseRemoved()
     return true;
 }
 
-void Link::ReadFailed(int result)
+// Call after a call of OpenSSL with the result of that call, before errno changes.
+Link::TlsFailure Link::FailureOf(int result) const
 {
     const int systemError = errno;
-    const int error = SSL_get_error(ssl_.get(), result);
-    if (!MustWait(error)) {
-        EndByTls(error, systemError);
-    } else if (error == SSL_ERROR_WANT_WRITE) {
+    return {SSL_get_error(ssl_.get(), result), systemError};
+}
+
+void Link::ReadFailed(const TlsFailure& failure)
+{
+    if (!MustWait(failure.sslError)) {
+        EndByTls(failure);
+    } else if (failure.sslError == SSL_ERROR_WANT_WRITE) {
         WaitReadable();
     }
 }
@@ -410,10 +434,22 @@ void Link::ReadFailed(int result)
 SendQueue::Pushed Link::Send(FrameKind kind, const void* payload, size_t bytes)
 {
     const SendQueue::Pushed pushed = queue_.Push(kind, payload, bytes);
-    if (pushed == SendQueue::Pushed::QUEUED_WAKE) {
+    if (pushed == SendQueue::Pushed::QUEUED_WAKE && !WriteNow()) {
         asio::post(reactor_, [self = shared_from_this()] { self->WriteSome(); });
     }
     return pushed;
+}
+
+// Writes the queued frames on this thread. Returns false if the reactor thread must write the rest.
+bool Link::WriteNow()
+{
+    if (!tlsMutex_.try_lock()) {
+        return false;
+    }
+    TlsFailure failure;
+    const bool isDone = isReadyToWrite_ && WriteChunks(1, failure) == Progress::ALL_WRITTEN;
+    tlsMutex_.unlock();
+    return isDone;
 }
 
 void Link::WriteSome()
@@ -421,50 +457,56 @@ void Link::WriteSome()
     if (state_ != State::READY && state_ != State::CLOSING) {
         return;
     }
-    while (true) {
+    MutexLock lock(tlsMutex_);
+    TlsFailure failure;
+    const Progress progress = WriteChunks(std::numeric_limits<int>::max(), failure);
+    lock.Unlock();
+    if (progress == Progress::ALL_WRITTEN) {
+        if (state_ == State::CLOSING) {
+            ShutDownTls();
+        }
+    } else if (MustWait(failure.sslError)) {
+        return;
+    } else if (state_ == State::READY) {
+        // The link must still read the bytes that the peer sent before the connection broke, now or after a pause.
+        // After these bytes, the next read detects the broken connection.
+        queue_.Close();
+        lock.Lock();
+        writing_ = {};
+        written_ = 0;
+        lock.Unlock();
+        ReadLater();
+    } else {
+        End(LinkEnd::BROKEN, SystemError(failure.systemError));
+    }
+}
+
+// Writes at most that many chunks of the queue. failure: set if the result is FAILED.
+Link::Progress Link::WriteChunks(int most, TlsFailure& failure)
+{
+    for (int chunks = 0;;) {
         if (written_ == writing_.size()) {
             written_ = 0;
             writing_ = {};
             if (!queue_.Take(writing_)) {
-                break;
+                return Progress::ALL_WRITTEN;
+            }
+            if (chunks++ == most) {
+                return Progress::MORE_QUEUED;
             }
         }
-        if (!WriteChunk()) {
-            return;
+        ERR_clear_error();
+        errno = 0;
+        const int sent =
+            SSL_write(ssl_.get(), writing_.data() + written_, static_cast<int>(writing_.size() - written_));
+        if (sent <= 0) {
+            failure = FailureOf(sent);
+            return Progress::FAILED;
         }
-    }
-    if (state_ == State::CLOSING) {
-        ShutDownTls();
-    }
-}
-
-// Returns false if the socket accepts no more bytes now, or if the link has ended.
-bool Link::WriteChunk()
-{
-    ERR_clear_error();
-    errno = 0;
-    const int sent = SSL_write(ssl_.get(), writing_.data() + written_, static_cast<int>(writing_.size() - written_));
-    if (sent > 0) {
         written_ += static_cast<size_t>(sent);
         queue_.Sent(static_cast<size_t>(sent));
         lastSent_ = Clock::System().Now();
-        return true;
     }
-    const int systemError = errno;
-    if (MustWait(SSL_get_error(ssl_.get(), sent))) {
-        return false;
-    }
-    if (state_ == State::READY) {
-        // The link must still read the bytes that the peer sent before the connection broke, now or after a pause.
-        // After these bytes, the next read detects the broken connection.
-        queue_.Close();
-        writing_ = {};
-        written_ = 0;
-        ReadLater();
-    } else {
-        End(LinkEnd::BROKEN, SystemError(systemError));
-    }
-    return false;
 }
 
 }  // namespace Vexo::SoftBus

@@ -3,14 +3,15 @@
 //   link key (trust/preamble.h). The link of a server starts after that proof has been checked (admission.h).
 // - A link does the TLS handshake and checks the peer's certificate. It passes each received frame to its owner
 //   (LinkOwner), and sends queued frames.
-// Send may be called on any thread. All other functions are called on the reactor thread, and the owner's functions
-// too. A link keeps itself and its owner alive while the connection exists. Frames: frame.h. Owners: sessions.h,
-// greeting.h.
+// Send may be called on any thread: it writes the frame itself if no other thread uses the connection. All other
+// functions are called on the reactor thread, and the owner's functions too. A link keeps itself and its owner alive
+// while the connection exists. Frames: frame.h. Owners: sessions.h, greeting.h.
 #pragma once
 
 #include <asio/io_context.hpp>
 #include <asio/posix/stream_descriptor.hpp>
 #include <asio/steady_timer.hpp>
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <set>
@@ -18,6 +19,7 @@
 #include <string_view>
 
 #include "platform/base/clock.h"
+#include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 #include "platform/base/unique_fd.h"
 #include "platform/softbus/link/frame.h"
@@ -101,7 +103,8 @@ public:
     // Call when the first frame was accepted. From now on HANDSHAKE_LIMIT does not apply.
     void Established();
 
-    // Queues a frame. Thread-safe; does not block.
+    // Writes a frame to the socket, or queues the frame if the socket is full, another thread uses the connection or
+    // the handshake is not done. Thread-safe; does not wait for the socket. The result is the one of SendQueue::Push.
     SendQueue::Pushed Send(FrameKind kind, const void* payload, size_t bytes);
     SendQueue::Pushed Send(FrameKind kind, const std::string& payload = {})
     {
@@ -130,7 +133,7 @@ public:
     Trust::ProvenKey Key() const { return key_; }
     // Returns the certificate that the other side sent. Returns null if there is none. The certificate is valid until
     // the link ends.
-    X509* PeerCertificate() const { return ssl_ ? SSL_get0_peer_certificate(ssl_.get()) : nullptr; }
+    X509* PeerCertificate() const;
     // Returns true if the account's link keys have changed since the link was created.
     bool IsOfEarlierKeys(const Setup& setup) const { return preamble_ != setup.preamble; }
     // Returns true if the server closed the connection without an answer to this client's proof.
@@ -142,6 +145,17 @@ public:
 
 private:
     enum class State { PREAMBLE, HANDSHAKE, READY, CLOSING, LINGERING, ENDED };
+
+    // Why a call of OpenSSL did not succeed.
+    struct TlsFailure {
+        int sslError = 0;     // SSL_get_error(3)
+        int systemError = 0;  // errno
+    };
+    enum class Progress {
+        ALL_WRITTEN,  // the queue is empty
+        MORE_QUEUED,
+        FAILED,
+    };
 
     static constexpr size_t RECORD_BYTES = 16 * 1024;  // the most that one TLS record carries (RFC 8446, 5.1)
     // How many TLS records a link may read before other links get their turn.
@@ -166,14 +180,18 @@ private:
     bool Decode(std::string_view input);
     bool OnAccountFrame(Frame& frame, bool isFirst);
     bool RefuseRemoved();
-    void ReadFailed(int result);
+    void ReadFailed(const TlsFailure& failure);
+    bool WriteNow();
     void WriteSome();
-    bool WriteChunk();
+    Progress WriteChunks(int most, TlsFailure& failure) REQUIRES(tlsMutex_);
+    TlsFailure FailureOf(int result) const REQUIRES(tlsMutex_);
     void ShutDownTls();
     void StartLinger();
     void Discard();
-    void EndByTls(int sslError, int systemError);
+    void EndByTls(const TlsFailure& failure);
     void End(LinkEnd end, const std::string& why);
+    void MarkShutDown();
+    void ReleaseTls();
     void Release();
     void SetDeadline(std::chrono::milliseconds limit);
 
@@ -190,7 +208,6 @@ private:
     asio::posix::stream_descriptor socket_;
     const size_t maxWriteBytes_;
     asio::steady_timer deadline_;
-    Trust::SslPtr ssl_;
     std::shared_ptr<LinkOwner> owner_;
     State state_;
     std::string challenge_;
@@ -202,11 +219,17 @@ private:
     std::set<FrameKind> accountFrames_;  // the kinds of account frames that were received so far
     std::string peerNetworkId_;
     FrameDecoder decoder_;
-    std::string unread_;   // decrypted bytes that are not decoded yet because reading was paused
-    std::string writing_;  // the bytes that were taken from the queue and are being written
-    size_t written_ = 0;   // how many bytes of writing_ are written
+    std::string unread_;  // decrypted bytes that are not decoded yet because reading was paused
     SteadyTime lastReceived_;
-    SteadyTime lastSent_;
+
+    // OpenSSL does not allow two threads to use one connection at the same time. The mutex is held only during calls
+    // that do not block, and no function of the owner is called while it is held.
+    mutable Mutex tlsMutex_;
+    Trust::SslPtr ssl_ GUARDED_BY(tlsMutex_);            // null after the link has ended
+    bool isReadyToWrite_ GUARDED_BY(tlsMutex_) = false;  // the handshake is done, and the link has not ended
+    std::string writing_ GUARDED_BY(tlsMutex_);          // the bytes that were taken from the queue
+    size_t written_ GUARDED_BY(tlsMutex_) = 0;           // how many bytes of writing_ are written
+    std::atomic<SteadyTime> lastSent_;
 };
 
 }  // namespace Vexo::SoftBus

@@ -42,9 +42,12 @@ void Link::Close()
 // Call when all queued frames were written to the socket. Sends close_notify, after which nothing may be sent.
 void Link::ShutDownTls()
 {
+    MutexLock lock(tlsMutex_);
     ERR_clear_error();
     const int result = SSL_shutdown(ssl_.get());
-    if (result < 0 && SSL_get_error(ssl_.get(), result) == SSL_ERROR_WANT_WRITE) {
+    const TlsFailure failure = FailureOf(result);
+    lock.Unlock();
+    if (result < 0 && failure.sslError == SSL_ERROR_WANT_WRITE) {
         WaitWritable();
         return;
     }
@@ -86,24 +89,28 @@ void Link::Abort()
     Release();
 }
 
-void Link::EndByTls(int sslError, int systemError)
+void Link::EndByTls(const TlsFailure& failure)
 {
-    if (sslError == SSL_ERROR_ZERO_RETURN) {
+    MutexLock lock(tlsMutex_);
+    const bool hasSentHelloOnly = role_ == Role::CLIENT && SSL_get_state(ssl_.get()) == TLS_ST_CW_CLNT_HELLO;
+    const bool isCut = ERR_GET_REASON(ERR_peek_error()) == SSL_R_UNEXPECTED_EOF_WHILE_READING;
+    const std::string description = tls_->DescribeFailure(ssl_.get());  // empties OpenSSL's queue of errors
+    lock.Unlock();
+    if (failure.sslError == SSL_ERROR_ZERO_RETURN) {
         End(LinkEnd::CLOSED, "closed by the peer");
-    } else if (role_ == Role::CLIENT && state_ == State::HANDSHAKE &&
-               SSL_get_state(ssl_.get()) == TLS_ST_CW_CLNT_HELLO) {
+    } else if (state_ == State::HANDSHAKE && hasSentHelloOnly) {
         wasProofRefused_ = true;
         End(LinkEnd::REFUSED,
             "it closed the connection instead of answering this device's proof: it belongs to another account, was "
             "enrolled again, is stopping or has no room");
-    } else if (sslError != SSL_ERROR_SSL) {
-        End(LinkEnd::BROKEN, SystemError(systemError));
-    } else if (ERR_GET_REASON(ERR_peek_error()) == SSL_R_UNEXPECTED_EOF_WHILE_READING) {
+    } else if (failure.sslError != SSL_ERROR_SSL) {
+        End(LinkEnd::BROKEN, SystemError(failure.systemError));
+    } else if (isCut) {
         End(LinkEnd::BROKEN, SystemError(0));
     } else {
         // In TLS 1.3 a client learns only after its handshake that the server did not accept its certificate. So an
         // error before the first received frame counts as a refusal.
-        End(firstFrameSeen_ ? LinkEnd::BROKEN : LinkEnd::REFUSED, tls_->DescribeFailure(ssl_.get()));
+        End(firstFrameSeen_ ? LinkEnd::BROKEN : LinkEnd::REFUSED, description);
     }
 }
 
@@ -120,7 +127,7 @@ void Link::End(LinkEnd end, const std::string& why)
     if (end == LinkEnd::REFUSED && state_ != State::ENDED) {
         // OpenSSL has sent an alert with the reason. Wait until the peer has received it.
         queue_.Close();
-        ssl_.reset();
+        ReleaseTls();
         SetDeadline(CLOSE_LIMIT);
         StartLinger();
     } else {
@@ -136,22 +143,37 @@ void Link::Release()
     if (state_ == State::ENDED) {
         return;
     }
-    // OpenSSL does not resume a TLS session whose connection ended without close_notify. A link detects a cut
-    // connection by its frames and does not need close_notify. So TLS is marked as shut down, and its session ticket
-    // stays usable.
-    if (state_ != State::PREAMBLE && state_ != State::HANDSHAKE && ssl_) {
-        SSL_set_shutdown(ssl_.get(), SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
+    if (state_ != State::PREAMBLE && state_ != State::HANDSHAKE) {
+        MarkShutDown();
     }
     FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::HANDSHAKE, socket_.native_handle());
     state_ = State::ENDED;
     queue_.Close();
     Established();
+    ReleaseTls();  // before the socket is closed, so that no thread writes to the closed descriptor
     asio::error_code ignored;
     socket_.close(ignored);
     use_.reset();
+    unread_ = {};
+}
+
+// OpenSSL does not resume a TLS session whose connection ended without close_notify. A link detects a cut connection by
+// its frames and does not need close_notify. So this function marks TLS as shut down, and the session ticket of the
+// connection stays usable.
+void Link::MarkShutDown()
+{
+    const MutexLock lock(tlsMutex_);
+    if (ssl_) {
+        SSL_set_shutdown(ssl_.get(), SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
+    }
+}
+
+void Link::ReleaseTls()
+{
+    const MutexLock lock(tlsMutex_);
+    isReadyToWrite_ = false;
     ssl_.reset();
     writing_ = {};
-    unread_ = {};
     written_ = 0;
 }
 

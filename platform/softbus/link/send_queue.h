@@ -1,5 +1,5 @@
-// SendQueue: the queue of the frames that a link must send. Its size is limited. Any thread adds frames. The reactor
-// thread takes them and writes them to the socket.
+// SendQueue: the queue of the frames that a link must send. Its size is limited. Any thread may add frames. One thread at
+// a time takes the frames and writes them to the socket: a thread that added a frame, or the reactor thread.
 #pragma once
 
 #include <cstddef>
@@ -15,8 +15,8 @@ namespace Vexo::SoftBus {
 class SendQueue : public NoCopyable {
 public:
     enum class Pushed {
-        QUEUED,       // added; the reactor is writing already and will send this frame too
-        QUEUED_WAKE,  // added; the caller must make the reactor start to write
+        QUEUED,       // added; another thread writes already and will send this frame too
+        QUEUED_WAKE,  // added; the caller must write the queued frames or make the reactor thread write them
         FULL,
         CLOSED,
     };
