@@ -27,6 +27,9 @@ bool IsHex(char c)
 // name. The name is cut to MAX_NAME_BYTES.
 std::string SafeName(std::string_view name)
 {
+    if (name.size() < ID_DIGITS) {
+        return std::string(name);  // too short for an id
+    }
     std::string safe;
     while (!name.empty()) {
         const size_t run = static_cast<size_t>(std::find_if_not(name.begin(), name.end(), IsHex) - name.begin());
