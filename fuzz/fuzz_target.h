@@ -30,8 +30,7 @@ struct Registration {
     explicit Registration(const Target& target) { Targets().push_back(target); }
 };
 
-// Throws std::logic_error if the parameter holds is false. what: the text of that exception, which names the
-// requirement.
+// Throws std::logic_error if `holds` is false. what: the exception's text, which names the requirement.
 inline void Require(bool holds, const char* what)
 {
     if (!holds) {
@@ -39,9 +38,9 @@ inline void Require(bool holds, const char* what)
     }
 }
 
-// Checks a decoder that returns a Result, and the encoder for the decoded values. Returns true if the decoder accepted
-// the input. The encoded value must then decode and encode to the same text. about: the text with which the error
-// message must start if the decoder refuses the input.
+// Checks a decoder that returns a Result, and the encoder for the decoded values. Returns whether the decoder accepts
+// the input. The encoded text of an accepted input must decode and encode to the same text again. about: the text with
+// which the error message for a refused input must start.
 template <typename Decode, typename Encode>
 bool RoundTrips(const std::string& input, const Decode& decode, const Encode& encode, const char* about)
 {

@@ -31,8 +31,8 @@ class Replay : public testing::TestWithParam<Target> {
 protected:
     void SetUp() override { QuviewDFX::SetLogLevel(QuviewDFX::LogLevel::FATAL); }
 
-    // Returns true if the decoder accepted the input. The input is copied to memory of exactly its size, so that a
-    // sanitizer detects every read beyond it.
+    // Returns true if the decoder accepted the input. The decoder gets a copy in memory of exactly the input's size, so
+    // that a sanitizer detects every read beyond the input.
     static bool Accepts(const std::string& input, const std::string& what)
     {
         const std::vector<char> exact(input.begin(), input.end());

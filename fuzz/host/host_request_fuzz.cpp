@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::chrono::seconds MAX_WAIT{60};
 
-// Answers every request at once.
+// Counts the requests and answers each request at once.
 class ReadyHost : public DistNetHostStub {
 public:
     ReadyHost() : DistNetHostStub(nullptr, nullptr) {}

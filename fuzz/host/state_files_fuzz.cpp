@@ -37,7 +37,7 @@ std::vector<std::string> Samples()
     return {Written<OnlineFile>(online), Written<SharingFile>(sharing)};
 }
 
-// Returns whether the file accepts the input.
+// Returns whether the class File can read a file with this input.
 template <typename File>
 bool Reads(std::string_view input)
 {

@@ -1,6 +1,6 @@
-// collaboration_daemon --config FILE: a distnetd that links the service instead of loading it. So a test can call a
-// function of the service that no request reaches. The program reads network ids from the pipe "requests" in its state
-// folder. For each network id, it asks the device with this id for a hotspot over a collaboration, and prints the
+// collaboration_daemon --config FILE: a distnetd into which the service is linked. This program can therefore call a
+// function of the service that no IPC request reaches. The program reads network ids from the pipe "requests" in its
+// state folder. For each network id, it asks the device with this id for a hotspot over a collaboration, and prints the
 // result code. It runs until a signal ends it.
 
 #include <sys/stat.h>
@@ -17,7 +17,8 @@ int main(int argc, char** argv)
 {
     using namespace Vexo;
     auto loaded = Host::LoadConfiguration(argc == 3 ? argv[2] : "");
-    // The linked service has registered itself, but the daemon still needs the path of a library that it can open.
+    // The daemon opens a service library before it starts the service. Because the service is already linked, any
+    // library that can be opened is enough.
     loaded.configuration.serviceLibrary = DISTNET_PLATFORM_LIBRARY;
     const std::string pipe = loaded.configuration.stateDir / "requests";
     mkfifo(pipe.c_str(), 0600);

@@ -17,7 +17,7 @@ namespace {
 constexpr const char* HAND_MADE_KEY = "not-a-real-key";
 const std::string REQUEST("\3\2\0", 3);
 
-// Sends this frame as the answer to each message that the tablet receives on a collaboration.
+// Answers each message that the tablet receives on a collaboration with the same frame.
 struct AnsweringCallback : CollaborationFwk::DataCallback {
     explicit AnsweringCallback(std::string frame) : frame_(std::move(frame)) {}
     void OnDataReceived(int sessionId, const char*, unsigned int) override

@@ -32,8 +32,8 @@ struct Stage {
 
 using Act = std::function<int32_t(Stage&)>;
 
-// The tablet answers the laptop with success. The JSON text of this answer is padded with spaces to size bytes. The
-// parameter declared is passed to ResponseFrame().
+// The tablet answers the laptop with success. size: the number of bytes to which spaces extend the answer's JSON text.
+// declared: passed to ResponseFrame().
 Act TabletSucceeds(size_t size = 0, int64_t declared = -1);
 
 int32_t Start(Stage& stage);
@@ -42,8 +42,8 @@ int32_t Start(Stage& stage);
 Act TabletAnswers(const std::string& frame, Lacks lacks = Lacks::NOTHING);
 
 // The laptop asks the phone for its hotspot, which starts the service of the phone. Then a tablet sends this message
-// and a start-hotspot request to the phone. If the parameter waits is false, the tablet closes the session and does not
-// wait for the answer.
+// and a start-hotspot request to the phone. waits: whether the tablet waits for the answer before the tablet closes the
+// session.
 Act TabletSends(const std::string& message, bool waits = true);
 
 // The laptop asks the phone for its hotspot, and the signal kills or freezes the device with the given name. If
@@ -51,15 +51,16 @@ Act TabletSends(const std::string& message, bool waits = true);
 // before the request.
 Act StartWhile(const char* device, int signal, bool isServing);
 
-// The laptop runs collaboration_daemon and asks for a hotspot over the data channel of a collaboration. If isTablet is
-// false, the laptop asks the phone. If isKilled is true, the phone was killed before. If isTablet is true, the laptop
-// asks a tablet that answers with this frame. If the frame is empty, the tablet never becomes ready to receive.
+// The laptop runs collaboration_daemon and asks the phone for a hotspot over the data channel of a collaboration.
+// isKilled: whether the phone is killed before the laptop asks. isTablet: whether the laptop asks a tablet instead of
+// the phone. frame: the tablet's answer. If the frame is empty, the tablet never becomes ready to receive.
 Act Collaborate(bool isKilled = false, bool isTablet = false, const std::string& frame = "");
 
 int32_t CollaborateBothWays(Stage& stage);
 
-// The device, which runs collaboration_daemon, asks the peer for its hotspot over a collaboration. The function
-// meanwhile runs after the request is sent. Blocks until the device has logged the result code, and returns this code.
+// The device, which runs collaboration_daemon, asks the peer for a hotspot over a collaboration. Blocks until the
+// device has logged the result code, and returns this code. meanwhile: a function to call after the test has told
+// the device to ask.
 int32_t AskToCollaborate(
     const Device& device, const std::string& peer, const std::function<void()>& meanwhile = [] {});
 
@@ -78,8 +79,8 @@ Act Query(const char* item);
 
 int32_t ListDevicesWithoutPhone(Stage& stage);
 
-// Sends one request with an interface token and, if items is 0, an int32. If items is not 0, sends a list of that many
-// items instead of the int32. Returns the int32 of the reply. If the reply has none, returns the status of the call.
+// Sends one request with an interface token and `number`. If `items` is not 0, sends a list of that many items instead
+// of `number`. Returns the int32 of the reply, or the status of the call if the reply contains no int32.
 Act Raw(uint32_t request, int32_t number, const std::string& token = DESCRIPTOR, size_t items = 0);
 
 }  // namespace Vexo::EndToEnd

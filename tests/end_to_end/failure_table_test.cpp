@@ -101,9 +101,9 @@ struct Row {
     const char* name;
     Act act;
     Outcome outcome;
-    // The value of `where` says what `what` is. If `where` names a device, `what` is a setting with which this device
+    // `where` determines the meaning of `what`. If `where` names a device, `what` is a setting with which this device
     // starts, such as "screen=off". If `where` is "policy", `what` is the access policy of the laptop. If `where` is
-    // "product", the laptop uses no shipped files.
+    // "product", `what` is unused, and the laptop uses no shipped file of the device configuration.
     const char* where = "";
     const char* what = "";
 };

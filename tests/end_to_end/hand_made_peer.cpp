@@ -7,7 +7,7 @@ namespace Vexo::EndToEnd {
 
 namespace {
 
-// This ability takes the place of the service of the peer, so that other devices can start the service.
+// Has the ability id of the service and does nothing. Other devices can start this ability as the peer's service.
 class WakeOnly : public SystemAbility, public IPCObjectStub {
 public:
     WakeOnly() : SystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, true) {}

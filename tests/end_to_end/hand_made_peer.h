@@ -21,7 +21,7 @@ public:
     enum class Lacks { NOTHING, SERVICE, SESSION_SERVER };
 
     // device: an enrolled device whose daemon does not run. With Lacks::SERVICE, other devices cannot start the service
-    // of this peer. With Lacks::SESSION_SERVER, they can start it, but it accepts no session.
+    // of this peer. With Lacks::SESSION_SERVER, other devices can start the service, but the peer accepts no session.
     HandMadePeer(const World& world, const Device& device, Lacks lacks = Lacks::NOTHING);
     ~HandMadePeer();
     HandMadePeer(const HandMadePeer&) = delete;
@@ -34,8 +34,8 @@ public:
     void AnswerWith(const std::string& frame);
     // Opens a session to a device. Returns the id of the session.
     int Open(const std::string& networkId);
-    // Opens a session to a device and sends the messages. Returns the first answer. If the parameter waits is false,
-    // returns an empty text at once.
+    // Opens a session to a device and sends the messages. Returns the first answer. If `waits` is false, returns an
+    // empty text at once.
     std::string Ask(const std::string& networkId, const std::vector<std::string>& messages, bool waits = true);
     // Opens a session to a device, sends the message and waits until the device closes the session.
     void SendUntilClosed(const std::string& networkId, const std::string& message);

@@ -34,8 +34,8 @@ void AddKey(Forbidden& forbidden, const std::string& key)
     }
 }
 
-// The full lines of the PEM text contain the secret number. The short last line is not searched for, because it is the
-// end of the public key, and a certificate may contain that.
+// Adds the full lines of the key's PEM text, which contain the secret number. Leaves out the short last line, which is
+// the end of the public key, because a certificate may contain the public key, too.
 void AddPrivateKey(Forbidden& forbidden, const std::filesystem::path& file)
 {
     std::istringstream lines(ReadText(file));

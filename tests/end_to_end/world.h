@@ -92,8 +92,8 @@ public:
     World(const World&) = delete;
     World& operator=(const World&) = delete;
 
-    // Sets the members of this user's entry in the access policy, for all daemons that start later. Without this call,
-    // NATIVE_POLICY is used.
+    // Sets the access policy for all daemons that start later. The policy's first entry is for the user who runs the
+    // test. members: the other members of that entry. Without this call, NATIVE_POLICY is used.
     void SetPolicy(const std::string& members) const;
     // Adds a key that the test itself uses. The destructor searches for this key as for the keys of the devices.
     void KeepSecret(const std::string& key) { secrets_.push_back(key); }

@@ -68,8 +68,8 @@ protected:
     {
         return Eventually([this] { return !IsPublished(); });
     }
-    // Returns true if the service stays loaded. The test need not wait, because a call that unloads the service returns
-    // only after the unload has been accepted. Such a call is a request or the end of a process.
+    // Returns true if the service stays loaded. The test need not wait before this call: if a request or the end of a
+    // process unloads the service, Ask() or End() returns only after the unload has been accepted.
     bool StaysLoaded() const { return abilities_->IsLoaded(COMM_DISTRIBUTED_NET_ABILITY_ID); }
 
     const Tests::LogCapture log_;

@@ -15,7 +15,8 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 
 constexpr size_t REQUESTS = 100;  // of each window
 constexpr size_t WARM_UP = 10;
-// A window ends early after this time, so that a slow machine does not make the test long.
+// A window (a series of WARM_UP + REQUESTS requests) ends early after this time, so that a slow machine does not make
+// the test long.
 constexpr std::chrono::milliseconds WINDOW_LIMIT{1200};
 
 Milliseconds At(std::vector<Milliseconds>& times, size_t percent)

@@ -38,7 +38,8 @@ sockaddr_in Loopback(uint32_t number, uint16_t port)
     return address;
 }
 
-// Makes the calling thread act as OTHER_USER, but lets it use root's folders. glibc would change all threads.
+// Makes the calling thread act as OTHER_USER, but keeps root's access to files. Uses system calls, because setresuid()
+// of glibc would change the user of all threads.
 void BecomeOtherUser()
 {
     ::syscall(SYS_setresuid, -1, OTHER_USER, -1);

@@ -23,8 +23,8 @@ inline constexpr unsigned int OTHER_USER = 65534;
 
 inline constexpr int LOWEST_PRIORITY = 19;  // setpriority(2)
 
-// Calls prepare once and then step again and again, on a thread of the lowest priority, until the object is destroyed.
-// The constructor waits until prepare has returned.
+// Starts a thread of the lowest priority. This thread calls the function `prepare` once, and then calls the function
+// `step` again and again until the object is destroyed. The constructor waits until `prepare` has returned.
 class Repeater {
 public:
     Repeater(const std::function<void()>& prepare, const std::function<void()>& step);
@@ -61,13 +61,14 @@ private:
     Repeater thread_;  // the last member: it uses the others
 };
 
-// A local program of OTHER_USER. It keeps this many connections open, and sends requests on each as long as the socket
-// has space. A connection that the daemon closes is opened again. Only root can create it.
+// A local program of OTHER_USER that keeps connections to the daemon open. It sends requests on each connection as long
+// as the socket has space. A connection that the daemon closes is opened again. Only root can create a LocalFlood.
 class LocalFlood {
 public:
     enum class Reads { NOTHING, ALL };
 
-    // socket: the daemon's. The constructor returns when each connection was tried once.
+    // socket: the path of the daemon's socket. connections: the number of connections. reads: which replies the program
+    // reads. The constructor returns when the program has tried to open each connection once.
     LocalFlood(std::string socket, size_t connections, Reads reads);
     long Opened() const { return opened_; }
 

@@ -22,7 +22,7 @@ using EndToEnd::Device;
 using EndToEnd::Eventually;
 using EndToEnd::HandMadePeer;
 
-// The entry of this user, and one for OTHER_USER.
+// An argument of SetPolicy(): the members of the entry for the user who runs the test, and an entry for OTHER_USER.
 constexpr const char* TWO_USERS = R"("token_type": "native", "system_app": true},
     {"user": "65534", "token_type": "native", "system_app": true)";
 constexpr size_t CONNECTIONS_OF_A_USER = 64;

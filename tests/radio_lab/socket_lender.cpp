@@ -1,7 +1,7 @@
-// socket_lender SOCKET: lends Bluetooth sockets to processes in other network namespaces, where the kernel does not
-// create them. Runs in the guest's first network namespace. A client (borrowed_sockets.cpp) connects to the
-// sequenced-packet socket at the path SOCKET and sends type and protocol, two ints in one message. The answer is one
-// byte with the new socket, or an errno(3) value as an int without a socket.
+// socket_lender SOCKET: lends Bluetooth sockets to processes in other network namespaces, where the kernel creates no
+// Bluetooth sockets. Runs in the first network namespace of the virtual machine. A client (borrowed_sockets.cpp)
+// connects to the sequenced-packet socket at the path SOCKET and sends type and protocol, two ints in one message. The
+// answer is one byte with the new socket, or an errno(3) value as an int without a socket.
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>

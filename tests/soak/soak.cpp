@@ -1,6 +1,6 @@
 // Runs many starts between two daemons with simulated radios, and injects failures. Writes the memory, the descriptors
-// and the threads of both daemons to FOLDER/soak.jsonl. The exit code is 0 if they stay flat after the first 1,000
-// starts, else 1.
+// and the threads of both daemons to FOLDER/soak.jsonl. The exit code is 0 if every start returns the expected code and
+// these values stay flat after the first 1,000 starts, else 1.
 //   soak STARTS FOLDER
 
 #include <gtest/gtest.h>
@@ -35,8 +35,8 @@ constexpr int WARM_UP = 1000;
 constexpr int SAMPLES = 200;
 constexpr int STARTS_PER_ROUND = 25;
 constexpr int STARTS_PER_SLOW_ROUND = 10'000;
-// A collaboration is closed 30 s after its last use, and a worker thread ends after 10 s without work. A daemon has
-// come to rest if more time has passed and nothing has changed lately.
+// A collaboration is closed 30 s after its last use, and a worker thread ends after 10 s without work. A daemon is at
+// rest when REST has passed since the last start and its resource usage has not changed for UNCHANGED.
 constexpr std::chrono::seconds REST{45};
 constexpr std::chrono::seconds UNCHANGED{12};
 constexpr std::chrono::seconds REST_LIMIT{120};
@@ -47,7 +47,7 @@ constexpr const char* SETTINGS = R"("log": {"level": "error"}, "share": {"close_
 // another order each time, so a few pages more or less remain in use.
 constexpr int64_t MEMORY_LIMIT_KIB = 256;
 
-// Starts of one kind that follow each other. All of them must return the code.
+// Starts of one kind that follow each other. Each start must return the value of `code`.
 struct Round {
     const char* name;
     const char* device;             // whose state is changed
@@ -72,7 +72,7 @@ void WriteDamagedRecord(const std::filesystem::path& air)
     std::ofstream(air / ("hotspot-" + std::string(64, 'a') + ".json")) << R"({"version": 1, "ssid")";
 }
 
-// A start of this round takes 3 s, so it has only one start.
+// A start takes 3 s in this round, so the round has only one start.
 const Round SILENT_RADIO{"radio does not answer",
                          "phone",
                          {"faults.hotspot.is_active.no_answer=true"},
@@ -81,12 +81,13 @@ const Round SILENT_RADIO{"radio does not answer",
 
 const Round WIFI_OFF{"phone's Wi-Fi is off", "phone", {"wifi.enabled=false"}, {"wifi.enabled=true"}, DISTNET_ERR_LINK};
 
-// While the phone's Wi-Fi is off, its hotspot is closed. The next round opens the hotspot again.
+// While the phone's Wi-Fi is off, the phone's hotspot is closed. The next start that succeeds opens the hotspot again.
 const std::vector<Round>& Rounds()
 {
     static const std::vector<Round> rounds{
         {"no failure", "phone", {}, {}, 0},
-        // The fault is set before the Wi-Fi is on again. Otherwise a start could open the hotspot between the two.
+        // The next three rounds turn the Wi-Fi off, set the fault and turn the Wi-Fi on. If the Wi-Fi were turned on
+        // before the fault is set, a start could open the hotspot.
         {"phone's Wi-Fi is off", "phone", {"wifi.enabled=false"}, {}, DISTNET_ERR_LINK},
         {"phone's Wi-Fi is off and broken", "phone", {"faults.hotspot.enable.code=5"}, {}, DISTNET_ERR_LINK},
         {"hotspot is not enabled", "phone", {"wifi.enabled=true"}, {"faults.hotspot.enable.code=0"}, DISTNET_ERR_LINK},
@@ -214,8 +215,8 @@ bool Soak::RunRound(const Round& round, int starts)
     return isExpected;
 }
 
-// Undoes the changes of the previous round and makes those of this round. Both are one change of the file, because the
-// daemon may otherwise serve a start of this round in a state between the two.
+// Undoes the changes of the previous round and makes the changes of this round. Each state file is written only once,
+// because the daemon could serve a start of this round in the state between two writes.
 void Soak::Change(const Round& round)
 {
     std::map<std::string, std::vector<std::string>> assignments;

@@ -1,4 +1,4 @@
-// Usage: what a process uses of the machine. Read from /proc; any thread.
+// Usage: the memory, the descriptors and the threads of a process, read from /proc. Any thread may call UsageOf().
 #pragma once
 
 #include <sys/types.h>

@@ -1,4 +1,4 @@
-// WAIT_LIMIT is the longest time for which a test waits. Eventually() polls a condition for that time.
+// WAIT_LIMIT is the longest time for which a test waits. Eventually() polls a condition, by default for WAIT_LIMIT.
 #pragma once
 
 #include <chrono>
@@ -9,7 +9,7 @@ namespace Vexo::Tests {
 // This limit is long, because a sanitizer on a busy machine is ten times slower.
 inline constexpr std::chrono::seconds WAIT_LIMIT{30};
 
-// Eventually() polls the condition until it is true. Returns false if it does not become true in time.
+// Polls the condition until it is true. Returns false if it does not become true within the limit.
 template <typename Condition>
 bool Eventually(const Condition& condition, std::chrono::milliseconds limit = WAIT_LIMIT)
 {

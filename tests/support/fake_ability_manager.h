@@ -1,5 +1,5 @@
-// FakeAbilityManager: the registry of abilities (platform services) for tests. A test sets the results of its calls
-// before they are used. InstalledRegistry: installs a FakeAbilityManager for the duration of a test.
+// FakeAbilityManager: the registry of abilities (platform services) for tests. A test sets addResult and unloadResult
+// before the registry is used. InstalledRegistry: installs a FakeAbilityManager for the duration of a test.
 #pragma once
 
 #include "platform/ability/system_ability_manager.h"

@@ -1,4 +1,5 @@
-// FakeWifiHotspot is a fake of ability 1121, FakeWifiDevice of ability 1120. Set their results before they are used.
+// FakeWifiHotspot: a fake of ability 1121. FakeWifiDevice: a fake of ability 1120. Set the members before the fakes are
+// used.
 // FakeWifiDevice records each request to join a network in a trail, such as "add office" and "connect office".
 #pragma once
 

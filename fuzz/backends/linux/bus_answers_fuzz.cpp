@@ -32,8 +32,8 @@ Number NumberIn(const std::string& value)
     return ParseNumber<Number>(value).value_or(0);
 }
 
-// Returns a value of that type. Returns an empty variant for an unknown type. Throws sdbus::Error if D-Bus does not
-// allow the value, for example a damaged object path.
+// Returns a variant with the value. type: the D-Bus type of the value. Returns an empty variant if this function does
+// not know the type. Throws sdbus::Error if D-Bus does not allow the value, for example a damaged object path.
 sdbus::Variant Value(const std::string& type, const std::string& value)
 {
     const std::vector<std::string> items = Split(value);
@@ -116,7 +116,7 @@ std::vector<std::string> Samples()
     };
 }
 
-// Checks a hotspot's profile. Returns whether it can be shared.
+// Checks the decoder of a hotspot's profile. Returns whether the profile contains a usable hotspot configuration.
 bool ReadsHotspot(const Profile& profile)
 {
     Wifi::HotspotConfig config;

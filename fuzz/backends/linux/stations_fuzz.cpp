@@ -39,7 +39,7 @@ std::vector<std::string> Samples()
             Message(Attribute(NL80211_STA_INFO_RX_BYTES, "four") + Attribute(NL80211_STA_INFO_TX_BYTES, "more"))};
 }
 
-// Whether the input contains an attribute of that type whose value begins with the value.
+// Returns whether the input contains an attribute of the given type. value: the first bytes of this attribute's value.
 bool HasAttribute(std::string_view input, uint16_t type, std::string_view value)
 {
     for (size_t at = input.find(value); at != input.npos; at = input.find(value, at + 1)) {
@@ -54,7 +54,8 @@ bool HasAttribute(std::string_view input, uint16_t type, std::string_view value)
     return false;
 }
 
-// Whether the input contains the counter in its wide or its narrow attribute. A counter that the message lacks is 0.
+// Returns whether the input contains the counter. wide, narrow: the types of the attributes that contain this counter
+// with 64 bits and with 32 bits. A counter of 0 needs no attribute, because a counter that the message lacks is 0.
 bool HasCounter(std::string_view input, uint64_t counter, uint16_t wide, uint16_t narrow)
 {
     const std::string_view bytes(reinterpret_cast<const char*>(&counter), sizeof(counter));

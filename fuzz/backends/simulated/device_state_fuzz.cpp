@@ -14,7 +14,8 @@ std::vector<std::string> Samples()
     faulty.hotspotSecurity = HotspotSecurity::WPA3;
     faulty.inReach = {{"of:fice", 100}, {"home", 0}};
     faulty.batteryPercent = 7;
-    // The last character of the key, \1, becomes NUL if one bit is flipped. The file cannot contain NUL.
+    // The replay test flips single bits. If \1 becomes NUL, SetByPath() must refuse the hotspot's key, because the
+    // state file cannot contain NUL.
     return {SerializeDeviceState({}), SerializeDeviceState(faulty), "hotspot.key=example-\1",
             "network.in_reach=office:80,home:40"};
 }

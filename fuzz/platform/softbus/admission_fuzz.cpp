@@ -1,7 +1,8 @@
-// Fuzzes the check of the first bytes on a new connection: the proof, and the TLS record that contains the ClientHello.
-// Any device nearby can send these bytes. Byte 0 of an input says whether the client knows the link key: m (member) or
-// s (stranger). Byte 1 is the size of the first piece in which the rest is sent. The rest is the whole stream of a
-// stranger. For a member it is the stream after the proof, which the target computes.
+// Fuzzes the check of the first bytes on a new connection: the proof that the client knows the link key, and the TLS
+// record that contains the ClientHello. Any device nearby can send these bytes. Byte 0 of an input selects the client:
+// m for a member, which knows the link key, or s for a stranger. The bytes from byte 2 on are the client's stream. The
+// target computes the proof of a member and inserts the proof before these bytes. The client sends the stream in two
+// pieces. Byte 1 is the size of the first piece.
 #include "platform/softbus/link/admission.h"
 
 #include <sys/socket.h>

@@ -1,5 +1,5 @@
 // Fuzzes the decoder of the file with which a device announces itself in a shared folder. The file contains the
-// device's token.
+// device's announcement token (announcement_tokens.h).
 #include "fuzz/fuzz_target.h"
 #include "platform/softbus/discovery/folder_channel.h"
 #include "platform/trust/announcement_tokens.h"

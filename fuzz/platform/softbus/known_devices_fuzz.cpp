@@ -41,7 +41,7 @@ std::vector<std::string> Samples()
     return {TheFile().Text()};
 }
 
-// The members that the file contains.
+// Returns the members of the node that are written to the file.
 auto Stored(const Node& node)
 {
     return std::tuple(node.networkId, node.deviceId, node.deviceName, node.deviceTypeId, node.lastSeenMs,

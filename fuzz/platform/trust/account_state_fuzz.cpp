@@ -1,6 +1,6 @@
-// Fuzzes the parser of the account's signed state, which other member devices send. An input is such a signed state, or
-// a plain text if it starts with {. The text is first signed with the account's key, because it would not pass the
-// check of the signature otherwise.
+// Fuzzes the parser of the account's signed state, which other member devices send. An input that starts with { is a
+// plain text. The target signs this text with the account's key, because the parser refuses a text without a valid
+// signature. Any other input is a signed state.
 #include "fuzz/fuzz_target.h"
 #include "platform/trust/account.h"
 #include "platform/trust/account_state.h"

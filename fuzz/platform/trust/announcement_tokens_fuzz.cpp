@@ -1,6 +1,6 @@
 // Fuzzes the decoder of announcement tokens, which any device nearby may send. An input of 8 bytes is a token. An input
-// of 6 bytes contains the start of a network id, and the difference between two clocks. A device with one clock makes a
-// token for that id, and a device with the other clock reads the token.
+// of 6 bytes contains the start of a network id, and the difference between two clocks in token periods. A device with
+// one clock makes a token for that id, and a device with the other clock reads the token.
 #include "platform/trust/announcement_tokens.h"
 
 #include <cstdlib>
@@ -56,7 +56,8 @@ std::vector<std::string> Samples()
             std::string("id12\1\0", 6), "id12\xff\xff"};
 }
 
-// Checks the token of a device whose clock differs by that many periods. Returns whether the token is read.
+// Checks the token of a device whose clock is ahead of the reader's clock. periods: the difference in token periods,
+// which may be negative. Returns whether the difference is small enough for Read().
 bool ReadsTokenOf(const std::string& idPrefix, int periods)
 {
     const std::string token = TokenMadeAt(NOW + periods * TOKEN_PERIOD, idPrefix);

@@ -14,7 +14,7 @@ namespace {
 
 const std::string ACCOUNT_ID(64, 'a');
 
-// The folder of an account's holder, and the account's key in DER.
+// The holder of an account (the device with the account's key), and the account's certificate in PEM and key in DER.
 struct Holder {
     Tests::TempFolder folder;
     std::filesystem::path place = folder.Path() / "holder";

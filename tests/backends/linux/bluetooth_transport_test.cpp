@@ -38,7 +38,7 @@ extern "C" ssize_t send(int fd, const void* bytes, size_t length, int flags)
             return -1;
         }
         // Every third write sends only half of its bytes. The challenge, the first message on a connection, is always
-        // sent whole.
+        // sent whole, because the server closes a connection on which the challenge does not fit into one write.
         length = ++sends % 3 == 0 && length > CHALLENGE_BYTES ? length / 2 : length;
     }
     return ::sendto(fd, bytes, length, flags, nullptr, 0);

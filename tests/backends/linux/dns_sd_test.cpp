@@ -123,7 +123,7 @@ TEST_F(DnsSdTest, RecoversAfterRestartsAndWithdrawsFromFrozenAvahi)
 {
     world_.Kill("avahi-b");
     world_.StartSide("a", "laptop", "192.0.2.1:40117", "oursAAAA");
-    // This device hears others, but others do not hear it.
+    // The phone listens on the loopback address. The phone finds the laptop, but the laptop cannot find the phone.
     world_.StartSide("b", "phone", "127.0.0.1:40118", "oursBBBB");
     EXPECT_TRUE(HasSaid("phone", "Avahi is not running")) << world_.Output("phone");
     world_.StartAvahi("b");
@@ -191,7 +191,7 @@ TEST_F(DnsSdTest, IgnoresStrangersAndChangesNameOnConflict)
         stranger.Publish("6f757273434f5059-200000" + std::to_string(i), "192.0.2.1");
     }
     world_.Command("laptop", "announce oursNEW2");
-    // A device keeps at most four names with the same token.
+    // A device keeps at most four instance names with the same token.
     std::vector<std::string> known(4, "oursCOPY 192.0.2.1:4711");
     known.emplace_back("oursNEW2 192.0.2.1:40117");
     world_.AwaitKnown("phone", known);

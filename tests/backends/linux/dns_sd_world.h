@@ -35,8 +35,8 @@ public:
         std::ofstream(File("bus.conf"))
             << "<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen><policy context=\"default\">"
             << R"(<allow send_destination="*"/><allow receive_sender="*"/><allow own="*"/></policy></busconfig>)";
-        // avahi-daemon requires that the user "avahi" owns its folder. Because the namespace may have only user 0,
-        // copies of passwd and group give the user "avahi" the user and group id 0.
+        // avahi-daemon requires that the user "avahi" owns avahi-daemon's runtime folder. Because the namespace may
+        // have only user 0, copies of passwd and group give the user "avahi" the user and group id 0.
         const std::string hold =
             "mount -t tmpfs tmpfs /run && for f in passwd group; do"
             " sed -E 's/^(avahi:x):[0-9]+(:[0-9]+)?/\\1:0\\2/; s/^(avahi:x:0):[0-9]+/\\1:0/' /etc/$f >/run/$f &&"
@@ -153,8 +153,8 @@ public:
         }
         return known;
     }
-    // Waits until the device knows exactly the announcements in the parameter wanted: sorted texts of the form "TOKEN
-    // ADDRESS". Returns how long the wait took.
+    // Waits until the device knows exactly the wanted announcements. Returns how long the wait took. wanted: sorted
+    // texts of the form "TOKEN ADDRESS".
     std::chrono::milliseconds AwaitKnown(const std::string& name, const std::vector<std::string>& wanted) const
     {
         const auto begin = std::chrono::steady_clock::now();

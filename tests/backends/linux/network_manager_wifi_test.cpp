@@ -178,7 +178,7 @@ TEST_F(NetworkManagerWifiTest, ConnectionLeavesNoTraceAndRestoresUsersNetwork)
             EXPECT_EQ(WaitWhile(WifiLinkState::CONNECTED).reason, "the hotspot is gone");
             ShareGarden(Wifi::KeyMgmt::SAE);
         }
-        // The user also has a profile with this SSID, which must stay.
+        // The user's own profile for the SSID "Garden" must stay.
         ExpectAsBefore(laptop_, Air::USERS_NETWORK, Air::USERS_NETWORK);
         std::vector<Wifi::WifiDeviceConfig> configs;
         laptop_.Station()->GetDeviceConfigs(configs, false);
@@ -301,8 +301,8 @@ TEST_F(NetworkManagerWifiTest, MissingAnswerDoesNotRemoveRadio)
     laptop_.Options().answerLimit = milliseconds(200);
     laptop_.Start();
     ASSERT_TRUE(laptop_.StationPresence().isPresent);
-    // After a change of the radio, the daemon reads the radio's properties twice: once for an open hotspot, and once to
-    // find out whether station and hotspot are available. Neither read gets an answer.
+    // After a change of the radio, the daemon reads the radio's properties twice: once to find out whether a hotspot is
+    // on, and once to find out whether station and hotspot are available. Neither read gets an answer.
     Lose(air_.Laptop(), "GetAll", 2);
     Do(air_.Laptop(), R"({"do": "capabilities", "bits": 127})");
     ASSERT_TRUE(Eventually([&] { return Has(Laptop(), "\"lost\": 0"); }));
@@ -330,8 +330,9 @@ TEST_F(NetworkManagerWifiTest, ChangesLeftByCrashAreUndoneAtNextStart)
                               ActivationIn(Phone()) + R"(", "previous": "", "hotspot": true, "our_profile": false}])"
                         : "[{damaged");
         phone_.Start();
-        // The start removes the profile with our mark and keeps the user's profile. The user's profile is deactivated
-        // only if the file NETWORK_CHANGES_FILE says that we activated it.
+        // At its start, the daemon removes the profile that has the daemon's mark, and keeps the user's profile. The
+        // daemon deactivates the user's profile only if NETWORK_CHANGES_FILE says that the daemon activated this
+        // profile.
         EXPECT_TRUE(Has(Phone(), "\"profiles\": [\"" + std::string(Air::USERS_HOTSPOT) + "\"]")) << Phone();
         EXPECT_TRUE(Has(Phone(), ActiveIs(isNoted ? "" : Air::USERS_HOTSPOT))) << Phone();
         phone_.End();

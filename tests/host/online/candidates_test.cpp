@@ -29,8 +29,8 @@ std::string Order(const std::vector<KnownDevice>& devices, const Experience& exp
 
 TEST(CandidatesTest, EachReasonOutweighsAllLaterReasons)
 {
-    // Each function changes one criterion in favour of the device with the index better. This criterion must outweigh
-    // all later ones, which the test changes in favour of the other device.
+    // Each function changes one criterion in favour of one device. This criterion must outweigh all later criteria,
+    // which the test changes in favour of the other device. better: the index of the favoured device.
     using Change = std::function<void(std::vector<KnownDevice> & devices, Experience & experience, size_t better)>;
     const auto name = [](size_t device) { return std::string(1, "ab"[device]); };
     const Change reasons[] = {

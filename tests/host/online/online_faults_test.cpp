@@ -45,8 +45,8 @@ TEST(OnlineFaultsTest, PageListsEachFailureWithItsTexts)
         SCOPED_TRACE(row[0]);
         ASSERT_EQ(row.size(), 6U);
         const OnlineFault fault = MakeFault(code, FaultDevice{std::string(64, '0'), "phone"}, "#");
-        // The message may contain a detail of the failure, which is '#' here. The page shows an example of the detail
-        // instead.
+        // The message may contain a detail of the failure, which is '#' here. In place of '#', docs/failures.md shows
+        // an example of the detail.
         const size_t why = fault.message.find('#');
         EXPECT_TRUE(row[2].starts_with(fault.message.substr(0, why))) << row[2] << "\n" << fault.message;
         EXPECT_TRUE(why != std::string::npos || row[2] == fault.message) << row[2];

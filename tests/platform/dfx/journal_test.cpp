@@ -17,8 +17,7 @@ std::string& Sent()
 
 }  // namespace
 
-// Replaces sendmsg() of the C library in this program. So this function gets the data that libsystemd sends to the
-// journal's socket.
+// Replaces sendmsg() of the C library in this program, to get the data that libsystemd sends to the journal's socket.
 extern "C" ssize_t sendmsg(int, const msghdr* message, int)
 {
     for (const iovec* part = message->msg_iov; part != message->msg_iov + message->msg_iovlen; ++part) {

@@ -135,8 +135,8 @@ TEST_F(IpcFloodTest, NewClientsAreRefusedWhileDescriptorsRunOut)
     ExpectEcho(served);
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    // Sets the limit so that one descriptor is free. The client's socket uses that descriptor, so the server has no
-    // descriptor for its socket.
+    // Sets the limit of open descriptors so that one descriptor is free. The client's socket uses that descriptor, so
+    // the server has no descriptor for its end of the connection.
     UniqueFd next(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     const rlimit few{static_cast<rlim_t>(next.Get()) + 1, before.rlim_max};
     next.Reset();

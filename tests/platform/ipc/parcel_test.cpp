@@ -11,7 +11,8 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-// Reads the next value of the parcel. Returns whether the read succeeded. A failed read must not change the output.
+// Reads the next value of the parcel. Returns whether the read succeeded. A failed read must not change the variable
+// for the value.
 template <auto Read>
 bool Reads(MessageParcel& parcel)
 {

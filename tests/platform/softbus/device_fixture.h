@@ -101,7 +101,8 @@ public:
 
     explicit SessionWorld(LinkType type = LINK_TYPE_WIFI_5G, size_t opens = 50) : linkType(type), opensAtOnce(opens) {}
     virtual ~SessionWorld() = default;
-    // Returns the soft bus options with which one device reaches the other. The first parameter selects the device.
+    // Returns the soft bus options with which a device reaches the other device. side: the device that uses the
+    // options. peer: the identity of the other device.
     virtual SoftBusOptions OptionsOf(Side /*side*/, const Trust::Identity& /*peer*/) { return {}; }
 
     // Returns options with the given transport and with a channel that reports the peer at the given addresses.
@@ -195,7 +196,8 @@ private:
 class BareListener {
 public:
     BareListener();
-    // Waits for a connection. Returns an empty descriptor after the limit; a negative limit is none.
+    // Waits for a connection. Returns an empty descriptor if no connection arrives in time. limit: the longest time to
+    // wait, or a negative value to wait without a limit.
     UniqueFd Accept(std::chrono::milliseconds limit = std::chrono::milliseconds(-1)) const;
     const std::string& Address() const { return address_; }
 

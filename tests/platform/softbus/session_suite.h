@@ -134,8 +134,8 @@ TEST_P(SessionSuite, SlowPeerFillsQueueAndLosesNothing)
         while ((result = Send(laptop, ids.first, megabyte)) == SOFTBUS_OK) {
             ++accepted;
         }
-        // Before the receiver's pause stops the connection, the send queue may be full for a moment. The connection's
-        // buffers also hold some messages. So a full queue counts only after 16 accepted messages.
+        // The send queue may be full for a moment while the connection's buffers still have space. Before 16 messages
+        // are accepted, a full queue does not show that the paused receiver has stopped the connection.
         return result == SOFTBUS_QUEUE_FULL && accepted >= 16;
     }));
     EXPECT_LT(accepted, 64u) << "the other end must stop reading";

@@ -51,8 +51,8 @@ TEST(ElasticPoolTest, ExcessWorkQueuesWithOneWarningAndOnlyFullQueueRefuses)
     EXPECT_EQ(ran.WaitFor(3), (std::vector<int>{0, 1, 2}));
 }
 
-// A fixture with a pool that calls a function of the test to get a new thread. That function can refuse the thread. It
-// can also block Post() before it returns.
+// A fixture with a pool that calls a function of the test to get a new thread. That function can refuse the thread. The
+// function can also call beforeAnswer_, which blocks Post() until beforeAnswer_ returns.
 class RefusedThreadsTest : public testing::Test {
 protected:
     std::atomic<bool> gives_{true};

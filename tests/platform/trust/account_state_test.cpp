@@ -24,8 +24,8 @@ protected:
         own = devices.Load("laptop").state;
         account = std::move(CertificatesFromPem(own->State().accountCertificate).front());
     }
-    // Returns a copy of the member `own` (a state) that the function change has modified, signed with the account's
-    // key.
+    // Returns a copy of the member `own` (a state), signed with the account's key. change: a function that modifies the
+    // copy before it is signed.
     SignedStatePtr Changed(const std::function<void(AccountState&)>& change) const
     {
         AccountState state = own->State();

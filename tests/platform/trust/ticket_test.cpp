@@ -14,7 +14,8 @@ namespace {
 
 constexpr std::string_view DIGITS = "0123456789ABCDEFGHJKMNPQRSTVWXYZ";
 const std::string SECRET{"\x00\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a\x0b\x0c\x0d\xfe\xff", 16};
-// The text of a ticket with SECRET: 26 digits and a check symbol. Another program computed it from the format.
+// The text of a ticket with SECRET: 26 digits and a check symbol. Another program computed this text from the
+// documented format.
 constexpr const char* SHORT_TEXT = "0004-1061-050R-3GG2-8A1C-60VZ-QZ7";
 constexpr const char* ADDRESS = "192.0.2.7:40117";
 

@@ -45,7 +45,7 @@ Connection Connect(SslPtr client, const Context& clientContext, const Context& s
         sent = sent == 1 ? sent : SSL_write(pair.server.get(), &byte, 1);
         note(serverContext, pair.server.get(), sent);
     }
-    // The soft bus closes its connections in the same way, which lets OpenSSL resume the TLS session.
+    // Marks both ends as shut down, as the soft bus does. Without this mark, OpenSSL would not resume the TLS session.
     for (SSL* ssl : {pair.client.get(), pair.server.get()}) {
         SSL_set_shutdown(ssl, SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
     }
@@ -58,7 +58,7 @@ Connection Connect(const Context& client, const Context& server, const std::stri
 }
 
 // Returns the identity with a new certificate for the same key. The account's key signs the certificate. notAfter: the
-// end of its validity.
+// end of the certificate's validity.
 Identity WithExpiry(Identity identity, EVP_PKEY* accountKey, std::time_t notAfter)
 {
     identity.certificate = EndingAt(identity.certificate.get(), accountKey, notAfter);

@@ -15,8 +15,8 @@
 namespace Vexo::Ctl {
 namespace {
 
-// Starts "distnetctl watch" as a child process, without a running daemon. output: a terminal that the child uses, or
-// else the child's standard output.
+// Starts "distnetctl watch" as a child process, without a running daemon. output: a terminal for the child, or another
+// descriptor that becomes the child's standard output.
 pid_t StartWatch(int output)
 {
     const pid_t child = fork();

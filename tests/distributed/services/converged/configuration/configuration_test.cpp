@@ -10,9 +10,9 @@
 #include "platform/base/unique_fd.h"
 #include "tests/support/temp_folder.h"
 
-// This option makes the sanitizer record the whole call stack of each allocation, although the library has no frame
-// pointers. The configuration loader leaks by contract, and the name of a caller in the stack identifies this leak
-// (tests/support/lsan.supp).
+// This option makes the sanitizer record the whole call stack of each allocation, although cJSON has no frame pointers.
+// The configuration loader leaks by contract. The leak check ignores this leak if the loader's name is in the call
+// stack (tests/support/lsan.supp).
 extern "C" const char* DefaultOptions() __asm__("__asan_default_options");
 const char* DefaultOptions()
 {

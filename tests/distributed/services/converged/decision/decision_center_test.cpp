@@ -32,7 +32,8 @@ using NetManagerStandard::DecisionCenter;
 
 const std::string CLOSED = " Close net share.";
 
-// Sets the settings of the device type "default". If closeTimeMs is 0, no time is set.
+// Sets the settings of the device type "default". closeTimeMs: the value of screen_off_auto_close_time, where 0 means
+// that no time is set.
 void Configure(const std::string& isUse, const std::string& isProvide, int64_t closeTimeMs)
 {
     const std::string caps = R"([{"type": "default", "use_network": )" + isUse + R"(, "provide_network": )" +
