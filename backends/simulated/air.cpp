@@ -41,8 +41,9 @@ Digest DigestOf(const std::string& text)
     return digest;
 }
 
-// Returns a hardware address that is derived from the network id. It is locally administered, because bit 1 of
-// firstByte is set.
+// Returns a locally administered hardware address that is derived from the network id.
+// firstByte: the first byte of the address in hex. Bit 1 must be set, because it marks the address as locally
+// administered (IEEE 802).
 std::string MakeMac(const char* firstByte, const std::string& networkId)
 {
     const Digest digest = DigestOf(networkId);
@@ -107,8 +108,8 @@ const JsonKeys<AirRecord>& AirRecordKeys()
             {"internet", FlagKind(), &AirRecord::hasInternet, Required()},
         },
         [](const AirRecord& record) {
-            // An empty proof is refused. MakeKeyProof returns an empty text on failure, and this text would match an
-            // empty proof.
+            // A record with an empty key_proof is refused. MakeKeyProof returns an empty text on failure, so a station
+            // on which MakeKeyProof fails would join with any key.
             const bool needsProof = record.security != HotspotSecurity::OPEN;
             const bool isProof = record.keyProof.size() == 2 * DIGEST_BYTES;
             return needsProof && !isProof ? "key_proof: must be 64 hex characters" : "";

@@ -67,7 +67,8 @@ public:
 
     // Returns the hotspot's hardware address. It is locally administered and derived from the network id.
     std::string Bssid() const;
-    // Returns the station's hardware address. It is also derived from the network id, but never equals Bssid().
+    // Returns the station's hardware address. It is locally administered, derived from the network id, and never equal
+    // to Bssid().
     std::string StationMac() const;
     // Returns the IPv4 address that this device gets in every hotspot, from "192.168.43.2" to "192.168.43.254". It is
     // derived from the network id.

@@ -51,9 +51,9 @@ enum class PlatformCall : size_t {
 // Returns the call's key below "faults", such as "hotspot.enable" for HOTSPOT_ENABLE.
 const char* PlatformCallName(PlatformCall call);
 
-// The fault of a platform call. The call waits for the time delay and then returns the value code. If code is 0, the
-// call then works normally. If noAnswer is true, the call instead waits 10 s and returns its interface's code for a
-// radio that does not answer.
+// The fault of a platform call. code: the result of the call; 0: the call works normally after the delay. delay: how
+// long the call blocks first. noAnswer: if true, delay and code are ignored; the call blocks for 10 s and returns the
+// code with which its interface reports a radio that does not answer.
 struct Fault {
     int32_t code = 0;
     std::chrono::milliseconds delay{0};

@@ -20,7 +20,7 @@ int32_t LiveState::ApplyFault(PlatformCall call, int32_t noAnswerCode)
     MutexLock lock(mutex_);
     const Fault fault = state_->FaultOf(call);
     const std::chrono::milliseconds wait = fault.noAnswer ? noAnswerLimit_ : fault.delay;
-    // A wait of zero would still put the thread to sleep, and the kernel wakes it only after its timer slack (50 us).
+    // Without a delay, WaitFor is not called: even a wait of zero sleeps for the timer slack of the thread (50 us).
     if (wait.count() > 0) {
         stopping_.WaitFor(mutex_, wait, [this]() REQUIRES(mutex_) { return stopped_; });
     }

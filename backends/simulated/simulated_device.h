@@ -1,7 +1,7 @@
-// SimulatedDevice: the simulated backend of one device. It creates the abilities of the table below and registers those
-// that the device has. It reads device-state.json again at each change. A change of the screen, or a battery that
-// becomes low, is published as a common event. An ability is registered or removed when its radio appears or
-// disappears. For all other keys, the abilities return the new values from then on.
+// SimulatedDevice: the simulated backend of one device. It creates the abilities of the table below, which shows the id
+// of each ability. An ability with a key of device-state.json in parentheses is registered only while that key is true.
+// SimulatedDevice reads device-state.json again when the file changes. A change of the screen, or a battery that
+// becomes low, is published as a common event. For all other keys, the abilities return the new values from then on.
 //   3299 common events    4010 telephony    4011 mobile data
 //   1120 Wi-Fi device (wifi.station_present)    1121 Wi-Fi hotspot (wifi.hotspot_present)
 // The host creates one SimulatedDevice. Any thread may use it. DescribeDeviceState in device_state.h explains each key
@@ -48,9 +48,9 @@ public:
     // Calls Stop and removes the abilities from the registry.
     ~SimulatedDevice();
 
-    // Turns the hotspot off. Ends attempts, connections, delays of faults, and radio queries. The abilities stay
-    // registered but refuse work. Blocks until the work on this device's strands has finished. A second call does
-    // nothing.
+    // Turns the hotspot off. Ends the Wi-Fi attempt or connection, the calls that an injected fault delays, and the
+    // open radio state queries. The abilities stay registered but refuse work. Blocks until the work on this device's
+    // strands has finished. A second call does nothing.
     void Stop();
 
     // Changes the key of the hotspot (SimulatedHotspot::ChangeKey). Any thread.
@@ -62,7 +62,7 @@ public:
     Wifi::StationControl& Station() { return *station_; }
     Network::NetworkMonitor& Network() { return network_; }
 
-    // Returns the state that was last read from the file. Any thread may call it.
+    // Returns the state that was last read from device-state.json. Any thread may call it.
     std::shared_ptr<const DeviceState> State() const { return live_->Get(); }
 
 private:

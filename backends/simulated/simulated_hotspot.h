@@ -32,15 +32,15 @@ public:
 
     // Sets isActive to true as soon as EnableHotspot has succeeded, even if the record is not in the air yet.
     int32_t IsHotspotActive(bool& isActive) override;
-    // Returns WIFI_DISABLED while Wi-Fi is switched off. Does nothing if the hotspot is already on.
+    // Returns WIFI_DISABLED while Wi-Fi is switched off. Succeeds and changes nothing if the hotspot is already on.
     int32_t EnableHotspot(Wifi::ServiceType type) override;
     int32_t DisableHotspot(Wifi::ServiceType type) override;
     // Also succeeds while the hotspot is off.
     int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
 
-    // Generates a new Wi-Fi key for this run. If the hotspot is on, it stays on and uses the new key. If the device's
-    // state contains a key, that key stays in use, and the SSID of the hotspot is returned. Otherwise an empty text is
-    // returned.
+    // Generates a new Wi-Fi key for this run. A hotspot that is on stays on and uses the new key. Returns an empty text
+    // if the hotspot uses the generated key. Returns the hotspot's SSID if the device's state contains a key, because
+    // the hotspot keeps that key.
     std::string ChangeKey();
 
     // Turns the hotspot on when the device starts, as if another program had turned it on. Injected faults do not
@@ -52,7 +52,7 @@ public:
     void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
 
     // Call this after the device's state or the device's uplink has changed. Updates the hotspot record, or turns the
-    // hotspot off if Wi-Fi is off.
+    // hotspot off if Wi-Fi is off or the radio was removed.
     void OnStateChanged();
     // Turns the hotspot off for good. Blocks until the hotspot record is removed.
     void Stop();
@@ -66,8 +66,8 @@ private:
     };
 
     void TurnOn(bool isOpenedHere);
-    // reason: a name of ShareClosed, which is reported if EnableHotspot turned the hotspot on; null: nothing is
-    // reported.
+    // Turns the hotspot off. If EnableHotspot turned it on, reports the reason (ReportShareClosed).
+    // reason: a value of ShareClosed; null: nothing is reported.
     void TurnOff(const char* reason);
     Settings CurrentSettings() const;
     AirRecord MakeRecord();

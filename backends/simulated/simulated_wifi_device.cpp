@@ -336,7 +336,8 @@ bool SimulatedWifiDevice::StartWatching()
     if (watcher_) {
         return true;
     }
-    // The watcher keeps a reference to this object. StopWatching releases it, at the latest when Stop() is called.
+    // The watcher's callback owns a reference to this object. StopWatching destroys the watcher and thereby releases
+    // the reference. Stop() calls StopWatching.
     Result<std::unique_ptr<FolderWatcher>> watcher =
         FolderWatcher::Start(air_.Folder(), [self = sptr<SimulatedWifiDevice>(this)](const std::string& name) {
             // Station records change at every join, also this device's own record. Only hotspots matter to a station.

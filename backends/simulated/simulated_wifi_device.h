@@ -1,9 +1,10 @@
 // SimulatedWifiDevice: the station of a simulated device (ability 1120). It also implements StationControl. An attempt
-// to connect reads the air (air.h) until the hotspot's record appears. Then it compares the security and the key. A
-// connection lasts as long as that record exists. During an attempt or a connection, a watcher of the air folder
-// reports changes, so nothing polls. Any thread may call this class. A strand of this class reads the air. The end of
-// each attempt and of each connection publishes a connectivity event of type WIFI: CONNECTED, FAILED or DISCONNECTED.
-// If a newer attempt replaces an attempt, the replaced attempt publishes nothing.
+// to connect reads the air (air.h) until the hotspot's record appears, and then checks that the security and the key of
+// the configuration match the record. A connection lasts as long as the record exists and matches. During an attempt or
+// a connection, a watcher of the air folder reports changes, so nothing polls. Any thread may call this class. A strand
+// of this class reads the air. The end of each attempt and of each connection publishes a connectivity event of type
+// WIFI: CONNECTED, FAILED or DISCONNECTED. If a newer attempt replaces an attempt, the replaced attempt publishes
+// nothing.
 #pragma once
 
 #include <chrono>
@@ -90,8 +91,8 @@ private:
     void OnJoined(const Wifi::Station::Join& join, const AirRecord& hotspot);
     // Writes this device's station record, unless the air already contains the same record.
     void PutRecord(const std::string& bssid);
-    // Removes this device's station record. Returns true if a hotspot was joined. Keeps joined_, because Joined() also
-    // checks the state of station_.
+    // Removes this device's station record. Returns true if a hotspot was joined. joined_ need not be reset, because
+    // Joined() returns joined_ only while station_ is CONNECTED.
     bool ClearJoined();
     // Ends the given attempt or its connection, because a caller requested it. Returns false if a newer attempt has
     // begun, or if this attempt has already ended.

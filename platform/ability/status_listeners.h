@@ -31,7 +31,8 @@ private:
     struct Listener {
         sptr<ISystemAbilityStatusChange> object;
         std::unique_ptr<Tasks::Strand> strand;
-        // Key: the ability id. Value: a flag that Remove sets to false.
+        // Key: the ability id. Value: true until Remove ends the subscription. Queued notifications share the flag and
+        // are dropped if it is false.
         std::map<int32_t, std::shared_ptr<std::atomic<bool>>> subscriptions;
     };
 

@@ -46,8 +46,8 @@ bool SystemAbility::MakeAndRegisterAbility(SystemAbility* ability)
     if (!registered.byId.emplace(ability->systemAbilityId_, ability).second) {
         return false;
     }
-    // The ability has static storage and must never be deleted. This reference is never released, so the release of the
-    // last sptr does not delete the ability.
+    // The ability has static storage and must never be deleted. The reference that is added here is never released, so
+    // the ability is not deleted when the last sptr is released.
     if (const auto* counted = dynamic_cast<RefBase*>(ability)) {
         counted->IncStrongRef();
     }

@@ -89,8 +89,8 @@ private:
     OnDemand* FindOnDemand(int32_t id) REQUIRES(mutex_);
     int32_t WhyNotOnDemand(int32_t id) REQUIRES(mutex_);
     // Blocks until the ability is loaded. Returns false if its start failed, the load limit has passed, or StopLoading
-    // was called. Use LimitFrom::LOADING if the ability may have to be unloaded first. Unloading waits for running
-    // requests, which may take minutes, and this time does not count.
+    // was called. With LimitFrom::LOADING, the time in which the ability is still unloading does not count towards the
+    // load limit. Unloading waits for running requests and may take minutes.
     bool AwaitLoaded(OnDemand& ability, LimitFrom from) REQUIRES(mutex_);
     bool BeginLoading(OnDemand& ability) REQUIRES(mutex_);
     void StopWhenIdle(OnDemand& ability) REQUIRES(mutex_);

@@ -45,8 +45,8 @@ public:
     void Install(std::vector<ResolvedEntry> entries);
     AccessTokenID Identify(const PeerCredentials& peer, bool& systemApp);
 
-    // Calls use with the TokenFacts of the token and returns the result of use. For an unknown token, returns fallback.
-    // The table's lock is held while use runs.
+    // Passes the TokenFacts of the token to a function and returns the function's result. use: the function, which runs
+    // with the table's lock held. fallback: the result for an unknown token.
     template <typename Result, typename Use>
     Result With(AccessTokenID token, Result fallback, Use use) const
     {

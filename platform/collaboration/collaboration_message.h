@@ -2,7 +2,7 @@
 // soft-bus session. All numbers are little-endian. A string is an int32 length n, n bytes, a NUL, and zeros up to the
 // next multiple of four.
 //   START    bytes 0-3   uint32 1                  ANSWER   bytes 0-3   uint32 2
-//            bytes 4-7   uint32 request                     bytes 4-7   uint32 request: that of the START
+//            bytes 4-7   uint32 request number              bytes 4-7   uint32 request number of the START
 //            bytes 8-11  int32 id of the ability            bytes 8-11  int32 code: 0 if the ability runs, otherwise a
 //            to start                                                   CollaborationResult or PeerRefusal
 //            bytes 12-15 uint32 flags

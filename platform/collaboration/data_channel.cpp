@@ -10,7 +10,8 @@ void DataChannel::Register(const sptr<DataCallback>& callback)
     const MutexLock lock(mutex_);
     replaced = std::exchange(callback_, callback);
     ReportReady();
-    // If another callback was registered before, a delivery was already posted for each waiting message.
+    // Posts one delivery for each waiting message. If a callback was registered before, Received has already posted
+    // these deliveries.
     for (size_t i = 0; !replaced && i < waiting_.size(); ++i) {
         (void)PostDelivery();
     }

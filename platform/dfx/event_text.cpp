@@ -17,9 +17,9 @@ bool IsDigit(char c)
     return c >= '0' && c <= '9';
 }
 
-// Removes a prefix from text and reads its numbers. Returns false if text does not start with such a prefix. form: the
-// form of the prefix. Each 0 in form stands for a digit of a number. Every other character stands for itself and ends
-// the number.
+// Parses numbers at the start of text and removes the parsed part. Returns false if text does not match the pattern.
+// form: the pattern, such as "0000-00-00". Each 0 stands for one digit. Every other character stands for itself and
+// ends a number. numbers: one int for each number of the pattern; the caller sets each int to 0.
 bool TakeForm(std::string_view& text, std::string_view form, std::initializer_list<int*> numbers)
 {
     const auto* number = numbers.begin();

@@ -22,7 +22,7 @@ std::string Rfc3339Seconds(std::time_t seconds);
 std::optional<std::chrono::sys_time<std::chrono::milliseconds>> ParseRfc3339(std::string_view text);
 
 // Returns the event as a line of JSON with a newline: {"time":RFC 3339,"domain":,"name":,"type":,"params":{}}. Returns
-// an empty string if there is no memory.
+// an empty string if memory runs out.
 std::string EventLine(const SysEventRecord& record);
 
 }  // namespace Vexo::QuviewDFX

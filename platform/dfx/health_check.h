@@ -1,6 +1,6 @@
-// HealthCheck: the result of one check, which is shown as a line of `distnetctl doctor`. The daemon makes the checks
-// that it can make. If no daemon runs, distnetctl makes the remaining checks. Value type. message and advice contain no
-// secret.
+// HealthCheck: the result of one check, which is shown as a line of `distnetctl doctor`. The daemon makes the checks.
+// If the daemon does not answer, distnetctl itself makes the checks that need no daemon. Value type. message and advice
+// contain no secret.
 #pragma once
 
 #include <optional>

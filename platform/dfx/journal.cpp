@@ -76,7 +76,7 @@ public:
                 return;
             }
         } catch (...) {
-            // There is no memory for the fields. Write the plain line instead.
+            // Out of memory for the fields: write the plain line to standard error.
         }
         stderr_->Write(record);
     }

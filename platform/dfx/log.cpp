@@ -32,8 +32,8 @@ std::atomic<LogLevel> g_level{LogLevel::INFO};
 
 constinit NeverDestroyed<SinkHolder<LogSink>> g_sink;
 
-// Limits how many lines one log call writes in a second (SetLogLineLimit). Two calls may share a slot and then its
-// limit.
+// Limits how many lines one log call writes in a second (SetLogLineLimit). The log calls are hashed to a fixed number
+// of counters, so two log calls may share a counter and its limit.
 class LineLimit {
 public:
     void Set(uint32_t linesPerSecond) noexcept { limit_.store(linesPerSecond, std::memory_order_relaxed); }
@@ -110,13 +110,13 @@ public:
             line += '\n';
             (void)!::write(STDERR_FILENO, line.data(), line.size());
         } catch (...) {
-            // There is no memory: the line is lost.
+            // Out of memory: the line is lost.
         }
     }
 
 private:
-    // The parts of a time that change once a second or less. Each thread keeps the parts of its last line, because
-    // converting a time to local time is the slowest step of a line.
+    // The parts of a timestamp that all lines of the same second share. Each thread caches the parts of its last line,
+    // because converting a time to local time is the slowest step of writing a line.
     struct Second {
         std::time_t time = -1;
         std::array<char, 24> date{};   // up to the decimal point
@@ -242,7 +242,7 @@ void WriteLog(LogLevel level, const LogLabel& label, std::string_view format, co
             StderrLogSink().Write({level, label, message});
         }
     } catch (...) {
-        // There is no memory: the record is lost, because a log call must not fail.
+        // Out of memory: the record is lost, because a log call must not fail.
     }
 }
 

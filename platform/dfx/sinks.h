@@ -1,7 +1,7 @@
 // Sinks: objects that write log lines, system events or trace calls. The process has one sink for each of the three
 // kinds. The host sets the sinks at start, and tests set their own. A sink is called on any thread, possibly on several
 // threads at once. A sink must not block for long and must not log. Without a sink, log lines are written to standard
-// error. Events and trace calls are then discarded.
+// error, and events and trace calls are discarded.
 #pragma once
 
 #include <chrono>

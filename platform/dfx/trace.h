@@ -25,7 +25,7 @@ inline bool IsTracing() noexcept
     return g_isTracing.load(std::memory_order_relaxed);
 }
 
-// Passes one call to the trace sink, if a trace sink is set.
+// Passes one trace call to the trace sink, if a trace sink is set.
 void WriteTrace(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept;
 
 // Ends the synchronous spans that a task has left open on this thread. Code that runs several tasks on one thread calls

@@ -119,9 +119,9 @@ uint32_t TraceRecorder::Start(std::chrono::milliseconds limit, bool detached)
     return lastRecording_;
 }
 
-// Finds and stops a recording. After that, no thread adds spans to the recording. Returns null if there is no such
-// recording. recording: the number to find. If the number is 0, finds the oldest detached recording and sets recording
-// to its number.
+// Finds and stops a recording, so that no thread adds spans to the recording any more. Returns null if there is no such
+// recording. recording: the number of the recording to find; 0: the oldest detached recording. On return, the parameter
+// is the number of the found recording.
 TraceRecorder::RecordingPtr TraceRecorder::FindAndFinish(uint32_t& recording)
 {
     const MutexLock lock(mutex_);
@@ -184,7 +184,7 @@ void TraceRecorder::Write(TracePhase phase, uint64_t tag, std::string_view name,
             }
         }
     } catch (...) {
-        // There is no memory: the span is lost, because the traced code must not fail.
+        // Out of memory: the span is lost, because the traced code must not fail.
     }
 }
 

@@ -25,8 +25,8 @@ inline constexpr size_t MAX_RECORDINGS = 4;
 inline constexpr size_t MAX_RECORDED_SPANS = 16'384;
 inline constexpr size_t MAX_RECORDED_THREADS = 1024;
 inline constexpr size_t MAX_SPAN_DEPTH = 64;  // the most open spans of one thread
-// The longest time of a recording. A recording that its client never stops ends after this time. Its text can be
-// fetched until a new recording needs its place.
+// The longest time of a recording. A recording that its client never stops ends after this time. The text of the ended
+// recording can be fetched until Start deletes the recording to keep at most MAX_RECORDINGS.
 inline constexpr std::chrono::minutes RECORDING_LIMIT{10};
 
 // A part of the text of a stopped recording.

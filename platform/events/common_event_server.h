@@ -18,13 +18,13 @@ namespace Vexo::EventFwk {
 class CommonEventServer : public IPCObjectStub, public ICommonEventService {
 public:
     // Returns false if the subscriber is null or subscribed already. Only events that are published later are
-    // delivered. The server owns the subscriber until it unsubscribes.
+    // delivered. The server shares ownership of the subscriber until UnSubscribeCommonEvent.
     bool SubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber) override;
     // Returns false if the subscriber is not subscribed. After this function has returned, no delivery to the
     // subscriber starts, not even of an event that was published before. Does not wait for a running delivery.
     bool UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber) override;
-    // Returns false if the event has no action or too many deliveries are queued. Some subscribers may then miss the
-    // event.
+    // Returns false if the event has no action (the event is not published), or if too many deliveries are queued (some
+    // subscribers may miss the event).
     bool PublishCommonEvent(const CommonEventData& data) override;
 
 private:

@@ -176,7 +176,7 @@ Result<void> AskOne(const std::string& nameServer, const std::string& interface,
             return FailedCall("name server " + nameServer);
         }
         outcome = CheckRootAnswer(id, answer.data(), static_cast<size_t>(size));
-        // Malformed bytes may come from anyone. Wait, because the real answer may still arrive.
+        // A malformed datagram may have a forged source address. Wait, because the real answer may still arrive.
         if (outcome || outcome.error().code != ErrorCode::MALFORMED) {
             return outcome;
         }

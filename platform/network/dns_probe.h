@@ -21,9 +21,9 @@ std::vector<uint8_t> EncodeRootQuery(uint16_t id);
 // bytes. The error's message says what is wrong.
 [[nodiscard]] Result<void> CheckRootAnswer(uint16_t id, const uint8_t* data, size_t size);
 
-// Sends the query to the name servers (IPv4) one after the other, again and again. Ends when a name server gives a good
-// answer, the deadline has passed or isCancelled returns true. Returns the error of the last try. Blocks; calls
-// isCancelled at least every 100 ms.
+// Sends the query to the name servers (IPv4) one after the other, again and again. Succeeds when CheckRootAnswer
+// accepts an answer. Returns the error of the last try when the deadline has passed or isCancelled returns true.
+// Blocks; calls isCancelled at least every 100 ms.
 // interface: the interface to which the sockets are bound (SO_BINDTODEVICE); empty: not bound. port: only tests change
 // it.
 [[nodiscard]] Result<void> AskRootServers(const std::vector<std::string>& nameServers, const std::string& interface,

@@ -45,7 +45,8 @@ struct LinkEnd {
     std::string sentence;  // text for a person; may contain the network's name, never its key
 };
 
-// NotVisible, HotspotGone, WrongKey and WifiOff return a LinkEnd with a fixed failure. Every backend can report it.
+// NotVisible, HotspotGone, WrongKey and WifiOff return the LinkEnd for an end that every backend can detect, so that
+// all backends report the end with the same failure and the same sentence.
 LinkEnd NotVisible(const std::string& ssid);  // ends an attempt
 LinkEnd HotspotGone();                        // ends a connection
 LinkEnd WrongKey();
@@ -87,8 +88,8 @@ public:
     explicit Station(const Clock& clock = Clock::System()) : clock_(clock) {}
 
     WifiLinkInfo LinkInfo() const;
-    // Blocks while the state and the attempt number are equal to those in known, but not after Stop. Returns the
-    // current link info. limit: the longest time to block.
+    // Blocks until the link info has another state or attempt number than the caller knows. Does not block after Stop.
+    // Returns the current link info. known: the link info that the caller knows. limit: the longest time to block.
     WifiLinkInfo WaitForChange(const WifiLinkInfo& known, std::chrono::milliseconds limit);
 
     Join Current() const;

@@ -30,8 +30,8 @@ public:
     virtual int32_t ConnectToDevice(const WifiDeviceConfig& config) = 0;
 
     virtual WifiLinkInfo GetLinkInfo() = 0;
-    // Blocks while the state and the attempt number are equal to those in known. Returns the current link info. limit:
-    // the longest time to block.
+    // Blocks until the link info has another state or attempt number than the caller knows. Returns the current link
+    // info. known: the link info that the caller knows. limit: the longest time to block.
     virtual WifiLinkInfo WaitForChange(const WifiLinkInfo& known, std::chrono::milliseconds limit) = 0;
 };
 

@@ -52,8 +52,8 @@ struct WifiDeviceConfig {
     std::string ssid;
     std::string bssid;  // such as "02:00:5e:10:00:01"; empty if unknown
     std::string preSharedKey;
-    // "NONE": no key. "WPA-PSK": any security with a pre-shared key, also WPA3. "WPA-EAP". Empty: the security of the
-    // visible network.
+    // "NONE": no key. "WPA-PSK": any security with a pre-shared key, also WPA3. "WPA-EAP": a valid value, but every
+    // attempt to join fails. Empty: the security of the visible network.
     std::string keyMgmt;
 };
 
