@@ -1,5 +1,5 @@
-// SendQueue: the queue of the frames that a link must send. Its size is limited. Any thread may add frames. One thread at
-// a time takes the frames and writes them to the socket: a thread that added a frame, or the reactor thread.
+// SendQueue: the queue of the frames that a link must send. Its size is limited. Any thread may add frames. One thread
+// at a time takes the frames and writes them to the socket: a thread that added a frame, or the reactor thread.
 #pragma once
 
 #include <cstddef>
