@@ -42,7 +42,8 @@ protected:
     {
         const Client::CallResult result = client.StartDistributedNetwork(0, 0, Phone().NetworkId());
         EXPECT_TRUE(result.Succeeded()) << "status " << static_cast<int>(result.status) << ", code " << result.code
-                                        << ": " << result.message;
+                                        << ": " << result.message << '\n'
+                                        << Laptop().Log() << Phone().Log();
         return result.Succeeded();
     }
     // Programs of OTHER_USER flood the laptop.
