@@ -77,7 +77,7 @@ std::vector<double> SettledMemoryKib(const std::vector<Device*>& devices)
     const auto began = std::chrono::steady_clock::now();
     auto changed = began;
     std::vector<double> memory = read();
-    // A daemon trims its heap after 3 s, and threads without work end after 10 s.
+    // A daemon trims its heap after 3 s without work, and an idle thread ends after 10 s.
     while (std::chrono::steady_clock::now() < std::max(changed + 2s, began + 14s)) {
         std::this_thread::sleep_for(200ms);
         if (std::vector<double> now = read(); now != memory) {

@@ -13,11 +13,11 @@ void StartAll(EndToEnd::World& world, const std::vector<std::string>& names);
 
 // Returns how long StartDistributedNetwork takes, in microseconds. Exits if it fails.
 double TimeStart(Client::DistNetClient& client, const std::string& networkId);
-// The same for several starts in sequence. Returns the median.
+// Measures several starts in sequence like TimeStart, and returns the median time in microseconds.
 double TimeStarts(Client::DistNetClient& client, const std::string& networkId, int starts);
 
-// Waits until the device has no open session, for at most 60 s. The collaboration of a start ends 30 s after its last
-// use.
+// Waits until the device has no open session, for at most 60 s. The collaboration that a start opens is closed 30 s
+// after its last use.
 void AwaitNoSessions(const EndToEnd::Device& device);
 
 // Waits until the daemons have released what they used (host/memory.h) and their memory has not changed for 2 s.

@@ -25,7 +25,7 @@ std::string AddMember(World& world, const Device& laptop, const std::string& nam
     return Trust::Admit(laptop.Identity(), request.value()) ? device.NetworkId() : "";
 }
 
-// Writes the file that a laptop has after it met these devices.
+// Writes the laptop's known-devices.json as if the laptop had met the devices with these network ids.
 void WriteKnownDevices(const Device& laptop, const std::vector<std::string>& networkIds)
 {
     const Trust::Identity identity = std::move(Trust::LoadIdentity(laptop.Identity()).value());

@@ -8,10 +8,10 @@
 
 namespace Vexo::Bench {
 
-// Adds the devices laptop and phone, and further devices, so that the laptop knows as many other devices as the
-// parameter known says. If the account's state cannot hold that many members, adds as many as fit, and prints their
-// number on standard error. Writes the laptop's known-devices.json as if the laptop had met the further devices. The
-// product stores at most MAX_KNOWN_DEVICES of them.
+// Adds the devices laptop and phone, and further members of the account. known: the number of devices that the laptop
+// knows, including the phone. If the account's state cannot hold that many members, adds as many as fit, and prints
+// their number on standard error. Writes the laptop's known-devices.json as if the laptop had met the further members.
+// This file holds at most MAX_KNOWN_DEVICES devices.
 void MakeFleet(EndToEnd::World& world, size_t known);
 
 }  // namespace Vexo::Bench

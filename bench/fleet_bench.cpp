@@ -1,9 +1,10 @@
-// Measures how the number of devices changes a start. All daemons run on this machine with simulated radios.
-//   fleet.known_N.start      a start with warm collaboration; the laptop knows N other devices, of which one is online
+// Measures how the number of devices changes the time of a start. All daemons run on this machine with simulated
+// radios. A warm start uses a collaboration that is already open.
+//   fleet.known_N.start      a warm start; the laptop knows N other devices, of which one is online
 //   fleet.known_N.memory     the private dirty memory of that laptop
-//   fleet.known_N.discovery  from the launch of the laptop until it sees the phone, which runs
-//   fleet.open_N.together    N sessions to the phone are opened at the same time, until the last one is open
-//   fleet.open_N.start       a start with warm collaboration while these N sessions are open
+//   fleet.known_N.discovery  from the launch of the laptop's daemon until it sees the phone, whose daemon already runs
+//   fleet.open_N.together    the time to open N sessions to the phone at the same time, until the last one is open
+//   fleet.open_N.start       a warm start while these N sessions are open
 //   fleet.open_N.memory      the private dirty memory of the phone while these N sessions are open
 #include <algorithm>
 #include <chrono>

@@ -1,6 +1,6 @@
-// The peers of the local requests: a bare ping-pong over SOCK_SEQPACKET, and an sd-bus call, either directly between
-// two processes or through a private dbus-daemon. Each server runs in a process of its own, which ends with its object.
-// Create the servers before other threads exist, because they fork. Use a peer on one thread.
+// The peers that DistNet's local requests are compared with: a bare ping-pong over SOCK_SEQPACKET, and an sd-bus call,
+// either directly between two processes or through a private dbus-daemon. Each object forks a server process, and ends
+// this process in its destructor. Create the objects before other threads exist. Use each object on one thread.
 #pragma once
 
 #include <sys/types.h>

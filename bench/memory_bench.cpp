@@ -2,7 +2,8 @@
 //   mem.idle       a device of an account of two, which has started nothing
 //   mem.session    for each open session, on the side that accepted the session
 //   mem.known_500  a device of an account with 500 other devices (fleet.h)
-// Each round uses other daemons. The daemons of all rounds settle at the same time, because that takes 14 s.
+// Each round has its own daemons. The daemons of all rounds run at the same time, because the memory of a daemon needs
+// at least 14 s to settle.
 #include "bench/bench.h"
 #include "bench/daemons.h"
 #include "bench/fleet.h"
@@ -17,7 +18,7 @@ using EndToEnd::World;
 
 constexpr int SESSIONS = 100;
 
-// Prints values that were measured before, one for each round and the round that is not counted.
+// Prints a figure from values that are already measured: one for the warm-up round, then one for each counted round.
 void Report(const Arguments& arguments, const char* name, const char* unit, const std::vector<double>& values)
 {
     size_t next = 0;

@@ -1,6 +1,7 @@
 // Compares sessions of the soft bus with a bare OpenSSL pair: blocking sockets, and one thread for each side. The
 // figures are session.open, session.reopen, session.echo3, session.echo46k, session.stream and stranger (bench.h:
-// arguments and output). Opening is timed until the peer's opened callback: the own one never runs within 1 ms.
+// arguments and output). The time of an open ends at the OnSessionOpened callback on the accepting device, because the
+// soft bus delays the callback on the opening device by at least 1 ms.
 #include <malloc.h>
 #include <sys/socket.h>
 #include <time.h>
@@ -192,7 +193,8 @@ private:
     }
     static void ReadAll(SSL* ssl, std::string& bytes) { Check(ReadSome(ssl, bytes), "bare read"); }
 
-    // echoBytes: the size of the messages that the server returns. 0: the server reads STREAM_BYTES and returns a byte.
+    // Opens a connection like Open. echoBytes: the size of the messages that the server echoes; 0: the server reads
+    // STREAM_BYTES and then returns one byte.
     double Connect(Connection& connection, uint32_t echoBytes)
     {
         const auto start = Clock::now();
@@ -315,7 +317,7 @@ public:
         g_phone = nullptr;
     }
 
-    // Returns the time until the peer's opened callback, in microseconds.
+    // Opens a session and returns the time until OnSessionOpened runs on the phone, in microseconds.
     double Reopen()
     {
         const size_t own = g_laptopOpened.Count();
@@ -481,7 +483,8 @@ void MeasureAll(const Bench::Arguments& arguments, const std::filesystem::path& 
         [&] { return bare.Echo(LARGE_BYTES, 100); });
     compare("session.stream", "MiB/s", Repeat(1, [&] { return sessions.Stream(); }),
             Repeat(1, [&] { return bare.Stream(); }));
-    // The client of the pair has a valid certificate, so this is the processor time of a server that verifies a client.
+    // The client of the OpenSSL pair has a valid certificate. The peer value is therefore the CPU time of a server that
+    // verifies a client.
     compare("stranger", "us", Repeat(STRANGERS, [] { return CpuOfOthers(SessionPair::TryAsStranger); }),
             Repeat(STRANGERS, [&] { return CpuOfOthers([&] { bare.Open(); }); }));
 }

@@ -166,7 +166,7 @@ double LatenessOfQueue(ffrt::queue& queue)
     return std::chrono::duration<double, std::micro>(ran - due).count();
 }
 
-// Returns how late a blocking read of a timerfd returns on another thread that then wakes this one.
+// Sets the timerfd to the delay DELAY, reads it on this thread, and returns how late the read returns.
 double LatenessOfTimerfd(int timer)
 {
     itimerspec when{};

@@ -93,7 +93,7 @@ public:
     CallResult RemoteInfo(const std::vector<std::string>& items, std::string& json)
     {
         const MutexLock lock(mutex_);
-        // This reply has no result code. An empty text means that the service was not running.
+        // This reply has no result code, only the JSON text. An empty JSON text means that the query failed.
         return Service(
             DistNetInterfaceCode::GET_REMOTE_DEVICE_INFO,
             [&](MessageParcel& data) { return data.WriteStringVector(items); },
@@ -104,8 +104,8 @@ public:
             });
     }
 
-    // Sends a request to ability 1164. Sets answer only on success. extra: how long the daemon may wait before it
-    // answers; limit_ is extended by this time.
+    // Sends a request to ability 1164. Sets answer only on success. extra: the longest time that the daemon may wait
+    // before it answers; added to limit_.
     template <typename Answer>
     CallResult Ask(HostInterfaceCode code, const RemoteCall::Writer& write, Answer& answer,
                    std::chrono::milliseconds extra = {})
@@ -130,7 +130,7 @@ public:
     }
 
     // Sends a request for a value that has a revision number. The daemon answers when the value's current revision
-    // differs from the given revision. wait: after this time the daemon answers in any case.
+    // differs from the given revision. wait: the time after which the daemon answers even if the revision is the same.
     template <typename Answer>
     CallResult AskAfter(HostInterfaceCode code, uint32_t revision, std::chrono::milliseconds wait, Answer& answer)
     {

@@ -80,8 +80,8 @@ public:
     // Lists the known devices of the account, online devices first.
     CallResult GetDevices(std::vector<Host::KnownDevice>& devices);
     // The daemon tries to reach every device for up to 5 s. Then this call lists the devices like GetDevices. wait: the
-    // call limit is extended by this time. If the extended limit is shorter than the scan, the call returns early, but
-    // the daemon's scan continues.
+    // time that is added to the call limit. If the sum is shorter than the scan, the call times out, but the daemon's
+    // scan continues.
     CallResult ScanDevices(std::vector<Host::KnownDevice>& devices,
                            std::chrono::milliseconds wait = Host::HOST_SCAN_LIMIT);
     // Runs the checks of `distnetctl doctor`, and returns them in the same order. Takes up to 10 s if the radio does
@@ -91,8 +91,8 @@ public:
     // position after which events are read; 0 reads all events. wait: the longest time to block, at most HOST_MAX_WAIT;
     // the call limit is extended by this time. page: receives the events and the cursor for the next call.
     CallResult GetEvents(uint64_t cursor, std::chrono::milliseconds wait, Host::EventPage& page);
-    // Starts to record the daemon's trace spans. limit: the recording stops by itself after this time (at most 10 min).
-    // detached: the recording may continue after this program ends, and StopTrace finds it without its number.
+    // Starts to record the daemon's trace spans. limit: the longest duration of the recording, at most 10 min.
+    // detached: whether StopTrace can find the recording without its number, for example after this program has ended.
     // recording: receives the number of the recording.
     CallResult StartTrace(std::chrono::milliseconds limit, bool detached, uint32_t& recording);
     // Stops a recording and reads a piece of its trace. recording: the number of the recording; 0 means the oldest
@@ -103,9 +103,9 @@ public:
     // extended by this time.
     CallResult WaitForWifi(const Host::WifiStatus& known, std::chrono::milliseconds wait, Host::WifiStatus& wifi);
 
-    // ---- Ability 1164: the account. The member fault of an answer says what the daemon could not do. The status
-    // ---- REFUSED means that this user may not change the account. A call that changes the account may wait until a
-    // ---- person has entered a password, so HOST_PERMISSION_LIMIT is added to the call limit.
+    // ---- Ability 1164: the account. If an operation fails, the member "fault" of its answer says why.
+    // ---- CallStatus::REFUSED means that this user may not change the account. A call that changes the account may
+    // ---- wait until a person has entered a password, so HOST_PERMISSION_LIMIT is added to the call limit.
     // The daemon cancels an invitation or a join when the last connection of this process closes.
     CallResult OpenInvitation(bool admitsWithoutAsking, Host::InvitationAnswer& invitation);
     // Waits until the invitation's revision differs from the given revision. wait: the longest time to wait, here and
@@ -128,8 +128,8 @@ public:
     // Hands the account's key to the member with that network id, which must be reachable.
     CallResult TransferAccount(const std::string& networkId, Host::ChangeAnswer& answer);
 
-    // ---- Ability 1164: getting online through another device. The member fault of an answer says what the daemon
-    // ---- could not do.
+    // ---- Ability 1164: getting online through another device. If an operation fails, the member "fault" of its
+    // ---- answer says why.
     // networkIds: the devices to try, in this order; empty: all known devices, the best first. The daemon cancels the
     // attempt when the last connection of this process closes.
     CallResult BeginOnline(Host::OnlineMode mode, const std::vector<std::string>& networkIds,

@@ -15,7 +15,7 @@ std::string Quoted(const std::string& text)
     return "\"" + EscapeHidden(text) + "\"";
 }
 
-// A kind of join failure whose message and advice are constant.
+// Maps a kind of join failure to the fault for it. For these kinds, the message and the advice are constant.
 struct Row {
     JoinFailure failure;
     AccountFaultCode code;

@@ -13,7 +13,7 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "AccountLink"};
 
-// Returns a text that changes when the identity changes in a way that the soft bus must know.
+// Returns a text for comparisons: the parts of the identity that the soft bus uses.
 std::string VersionOf(const Trust::Identity& identity)
 {
     const auto seconds = [](auto time) { return std::to_string(time.time_since_epoch().count()); };
@@ -104,7 +104,7 @@ void AccountLink::Watch()
         const MutexLock lock(mutex_);
         watcher_ = std::move(watcher.value());
     }
-    // The folder may have changed between Start and this call, so read it once.
+    // The folder may have changed after Start read it and before the watcher ran, so check the folder now.
     OnFolderChanged();
 }
 
@@ -177,8 +177,8 @@ void AccountLink::StartIfEnrolled()
     options_.enrolled();
 }
 
-// Passes a changed identity to the soft bus. Ignores a damaged enrolment, and an enrolment with another network id. The
-// soft bus then keeps the identity that it has, and `distnetctl doctor` says what to do.
+// Passes a changed identity to the soft bus. Ignores a damaged enrolment, and an enrolment with another network id. In
+// both cases the soft bus keeps its current identity, and `distnetctl doctor` says what to do.
 void AccountLink::ApplyIdentityChange()
 {
     Result<Trust::Identity> identity = Trust::LoadIdentity(options_.identityFolder);

@@ -60,8 +60,8 @@ struct AccountLinkOptions {
     // on the thread that calls Start or Stop, or on AccountLink's strand.
     std::function<void()> linkStarted;
     std::function<void()> linkStopping;
-    // The function enrolled is called if the device joins an account while the daemon runs, after the abilities were
-    // registered. The function left is called after the device has left its account. Both run on AccountLink's strand.
+    // `enrolled` is called after the abilities were registered, if the device joins an account while the daemon runs.
+    // `left` is called after the device has left its account. Both run on AccountLink's strand.
     std::function<void()> enrolled;
     std::function<void()> left;
     // Called with the account's state and this device's network id after the abilities were registered, and after each
@@ -82,15 +82,16 @@ public:
     [[nodiscard]] Result<void> Start();
     // Starts watching the identity folder. Does not block.
     void Watch();
-    // Reads the identity folder now and applies its content. Blocks until that is done, or until the daemon stops.
+    // Reads the identity folder now and applies its content. Blocks until the content is applied, or until the daemon
+    // stops.
     void Refresh() EXCLUDES(mutex_);
     // Does the work of Refresh later on the strand, and returns at once.
     void RefreshSoon() EXCLUDES(mutex_);
     // Deletes this device's account and key, stops the abilities, and creates a new key. Blocks for as long as Stop
     // does.
     [[nodiscard]] Result<void> Leave() EXCLUDES(mutex_);
-    // Waits until the function that strand_ runs has returned, at most until the time deadline. Then stops the
-    // abilities, and blocks for as long as SoftBusServer::Stop does.
+    // Waits until the function that strand_ runs now has returned, or until the deadline. Then stops the abilities, and
+    // blocks for as long as SoftBusServer::Stop does.
     void Stop(SteadyTime deadline);
 
     LinkFacts Facts() const EXCLUDES(mutex_);
@@ -98,8 +99,8 @@ public:
 private:
     explicit AccountLink(AccountLinkOptions options);
     void OnFolderChanged() EXCLUDES(mutex_);
-    // Calls the function work, or does nothing after Stop was called. Stop waits until work has returned. RunOnStrand
-    // itself must run on strand_.
+    // Runs the given function, or does nothing after Stop was called. Stop waits until the function has returned.
+    // RunOnStrand itself must run on strand_.
     void RunOnStrand(const char* what, const std::function<void()>& work) EXCLUDES(mutex_);
     // The following functions run on strand_.
     void CheckIdentity() EXCLUDES(mutex_);
@@ -110,7 +111,7 @@ private:
 
     [[nodiscard]] Result<void> StartAbilities(const Trust::Identity& identity) EXCLUDES(mutex_);
     // Stops everything that StartAbilities started. If forGood is true (the daemon ends), keeps the objects, and leaves
-    // the abilities 4700 and 70635 registered.
+    // the abilities 4700 and 70635 registered, because the service's threads may still use them.
     void StopAbilities(bool forGood) EXCLUDES(mutex_);
     void SayWhatIsMissing();
 

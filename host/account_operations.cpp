@@ -371,8 +371,8 @@ void AccountOperations::Transfer(const std::string& networkId, IDistNetHost::Ans
         });
 }
 
-// If the member has stored the account's key, completes the transfer. Otherwise returns why the member has not stored
-// the key.
+// sent: success if the member has stored the account's key. On success, completes the transfer. On failure, returns the
+// cause.
 ChangeAnswer AccountOperations::HandOver(const std::string& networkId, const Result<void>& sent)
 {
     if (!sent) {

@@ -56,8 +56,8 @@ public:
     ChangeAnswer RenameMember(const std::string& networkId, const std::string& name);
     ChangeAnswer RemoveMember(const std::string& networkId, bool announcesNewKeyOnly);
     ChangeAnswer Leave();
-    // Transfers the account's key to the member with the given network id. Does not wait for that member. Calls the
-    // function answer later, at most after the soft bus's SEEKING_OPEN_LIMIT.
+    // Transfers the account's key to the member with the given network id. Does not wait for that member. Answers
+    // within the soft bus's SEEKING_OPEN_LIMIT.
     void Transfer(const std::string& networkId, IDistNetHost::Answer<ChangeAnswer> answer);
     ChangeAnswer Renew();
 
@@ -95,11 +95,11 @@ private:
     void Changed(uint32_t& revision) REQUIRES(mutex_);
     InvitationAnswer InvitationOf(pid_t owner) const REQUIRES(mutex_);
     JoinAnswer JoinOf(pid_t owner) const REQUIRES(mutex_);
-    // A member function that returns the current answer for the process with the id owner: InvitationOf or JoinOf.
+    // A member function that returns the current answer for the given process: InvitationOf or JoinOf.
     template <typename Value>
     using Read = Value (AccountOperations::*)(pid_t owner) const;
-    // Calls the function answer with the value that the function read returns for the process with the id owner. This
-    // happens when the value's revision differs from the argument revision, or after the duration limit.
+    // Answers as soon as the revision of the value that `read` returns for the given process differs from the given
+    // revision, or after the time limit.
     template <typename Value>
     void AnswerOnceChanged(ChangeWaits& waits, Read<Value> read, pid_t owner, uint32_t revision,
                            std::chrono::milliseconds limit, IDistNetHost::Answer<Value> answer);
@@ -109,8 +109,8 @@ private:
     std::shared_ptr<SoftBus::Invitation> TakeInvitation(std::optional<pid_t> owner) EXCLUDES(mutex_);
     std::shared_ptr<SoftBus::JoinAttempt> TakeJoin(std::optional<pid_t> owner) EXCLUDES(mutex_);
     ChangeAnswer HandOver(const std::string& networkId, const Result<void>& sent);
-    // Calls the function change, which changes the identity folder, and then applies the changed folder. missing: the
-    // code of the fault if change fails with NOT_FOUND.
+    // Changes the identity folder with the function `change`, and then applies the changed folder. missing: the code of
+    // the fault if `change` fails with NOT_FOUND.
     template <typename Change>
     ChangeAnswer ChangeAccount(AccountFaultCode missing, Change change);
 

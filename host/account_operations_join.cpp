@@ -125,8 +125,8 @@ void AccountOperations::OnJoinChanged(uint32_t number, const SoftBus::JoinStatus
         answer.fault = JoinFault(status, answer.deviceName);
     }
     if (HasEnded(answer)) {
-        // The attempt cannot be destroyed in its own callback. FinishJoin notifies the attempt's owner when the account
-        // can be used.
+        // FinishJoin runs later on the pool, because it destroys the attempt, and the attempt cannot be destroyed in
+        // its own callback. FinishJoin notifies the attempt's owner when the account can be used.
         Tasks::ElasticPool::Shared().Post(
             [self = shared_from_this(), number, answer] { self->FinishJoin(number, answer); });
         return;

@@ -33,8 +33,8 @@ private:
     int32_t RunJoin(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
     int32_t RunTransfer(MessageParcel& data, MessageParcel& reply);
     int32_t RunChange(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
-    // If the caller may change the account, calls operation and sends its result as the answer. Otherwise refuses the
-    // request.
+    // If the caller may change the account, runs the operation and sends the operation's result as the answer. If not,
+    // refuses the request.
     template <typename Value>
     int32_t Permitted(MessageParcel& reply, std::function<Value()> operation);
 

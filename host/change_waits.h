@@ -19,31 +19,30 @@ namespace Vexo::Host {
 class ChangeWaits : public NoCopyable, public std::enable_shared_from_this<ChangeWaits> {
 public:
     struct Waiter {
-        // Answers the caller if something has changed, or in any case if mustAnswer is true. Returns true if the
-        // function has answered. ChangeWaits calls the function on any thread, also inside Add, but never on two
-        // threads at once, and not again after it returned true. The function must not block.
+        // Answers the caller if the state differs from the state that the caller knows, or in any case if mustAnswer is
+        // true. Returns true if the function has answered. ChangeWaits calls the function on any thread, also inside
+        // Add, but never on two threads at once, and not again after it returned true. The function must not block.
         std::function<bool(bool mustAnswer)> answer;
-        // Blocks until the state differs from the state that the waiting caller knows, or until the duration limit has
+        // Blocks until the state differs from the state that the waiting caller knows, or until the time limit has
         // passed.
         std::function<void(std::chrono::milliseconds limit)> block;
     };
 
     static std::shared_ptr<ChangeWaits> Make();
 
-    // Answers the waiter at once if something has changed already. Otherwise answers it at the next change, or after
-    // the duration limit.
+    // Answers the waiter as soon as the state differs from the state that the waiter knows, or after the time limit. If
+    // the state differs already, answers before Add returns.
     void Add(Waiter waiter, std::chrono::milliseconds limit) EXCLUDES(mutex_);
 
-    // Describes a value that has a revision number. The members mutex and changed point into the object that owns the
-    // value, and must stay valid as long as a copy of the function read exists.
+    // Describes a value that has a revision number. `mutex` and `changed` point into the object that owns the value,
+    // and must stay valid as long as a copy of `read` exists.
     template <typename Value>
     struct Source {
         Mutex* mutex;
         CondVar* changed;             // notified with each change
         std::function<Value()> read;  // called while mutex is locked; keeps the owner of the value alive
     };
-    // Calls the function answer with the value as soon as the value's revision differs from the argument revision, or
-    // after the duration limit.
+    // Answers with the value as soon as the value's revision differs from the given revision, or after the time limit.
     template <typename Value>
     void AddForRevision(Source<Value> source, uint32_t revision, std::chrono::milliseconds limit,
                         std::function<void(const Value&)> answer);

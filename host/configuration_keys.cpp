@@ -99,7 +99,7 @@ JsonKind<fs::path> PathKind(const fs::path& folder, const std::string& allowed =
 
 using Rows = std::vector<JsonKeyOf<Configuration>>;
 
-// Returns the configuration keys for how local programs and other devices reach this device.
+// Returns the configuration keys that set how local programs and other devices reach this device.
 Rows ReachRows(const fs::path& folder)
 {
     using C = Configuration;
@@ -176,7 +176,7 @@ Rows DeviceRows(const fs::path& folder)
     };
 }
 
-// Returns the configuration keys for which devices may use this device's network, and how much of it.
+// Returns the configuration keys that set which devices may use this device's network, and how much of it.
 Rows ShareRows()
 {
     using C = Configuration;

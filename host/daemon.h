@@ -36,7 +36,7 @@ inline constexpr std::chrono::milliseconds DRAIN_LIMIT{1500};
 class Daemon : public NoCopyable {
 public:
     // Receives one line, without a newline, for the person who starts the daemon or enrols the device. Runs on the
-    // thread of Start. If the device is enrolled later, it runs on a thread of the pool.
+    // thread of Start, and on a thread of the pool if the device is enrolled later.
     using Say = std::function<void(const std::string& line)>;
 
     // Starts everything. Blocks on the disk and, at a device's first start, on key generation. On failure the error

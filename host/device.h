@@ -30,8 +30,8 @@ struct PlatformChoice {
     std::shared_ptr<Linux::Bus> bus;  // null for a simulated device
 };
 
-// Returns the configured platform without checking that it works. If none is configured, returns linux if
-// NetworkManager answers on the bus, otherwise simulated. Blocks until NetworkManager answers, at most 5 s.
+// Returns the configured platform without checking that the platform works. If no platform is configured: returns linux
+// if NetworkManager answers on the bus, and simulated if not. Blocks until NetworkManager answers, at most 5 s.
 PlatformChoice ChoosePlatform(const Configuration& configuration);
 
 class Device : public NoCopyable {
@@ -42,7 +42,7 @@ public:
                                                                const std::string& networkId);
     virtual ~Device() = default;
 
-    // Stops running work. The abilities stay registered and refuse new work.
+    // Ends the work that is running. The abilities stay registered and refuse new work.
     virtual void Stop() = 0;
     // Returns one line for each ability, for the person who starts the daemon: what provides the ability, or why it is
     // missing.

@@ -20,7 +20,7 @@ namespace {
 
 // How long a scan waits until the reachable devices have reported their DeviceFacts.
 constexpr std::chrono::milliseconds FACTS_LIMIT{1500};
-// A certificate that expires within this time is reported.
+// A certificate that expires within this time is reported in MembershipStatus::endsSoon.
 constexpr std::chrono::hours ENDS_SOON{24 * 365};
 
 size_t EntriesOf(const char* folder)

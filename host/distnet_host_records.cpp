@@ -11,8 +11,8 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 
-// How many bytes of a record one answer contains. An answer has at most 160 KiB. A record may take twice its size
-// there, because it is JSON text inside a JSON string.
+// How many bytes of a record one answer contains. An answer has at most 160 KiB. In the answer, a record may take twice
+// its size, because it is JSON text inside a JSON string.
 constexpr size_t MAX_PIECE_BYTES = 64 * 1024;
 
 // Parses lines of the event file. Skips lines that are not valid events, because a person may have edited the file.

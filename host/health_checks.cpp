@@ -36,8 +36,9 @@ void CheckBackup(const MembershipStatus& membership, std::vector<HealthCheck>& c
     }
 }
 
-// Checks the identity on the disk, which may be newer than the identity that the daemon uses. If the daemon has no link
-// to other devices, it adopts each new identity. If it has a link, it keeps its identity until it ends.
+// Checks the identity on the disk, which may be newer than the identity that the daemon uses. A daemon with a link to
+// other devices ignores a damaged identity, and an identity with another network id. A daemon without a link adopts any
+// valid identity.
 void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
 {
     Trust::IdentityChecks found = Trust::CheckIdentity(facts.configuration.stateDir / "identity", facts.now);

@@ -1,6 +1,6 @@
-// Writes the replies of ability 1164: the result code, then the answer as JSON. A reply is sent at once, or later so
-// that no IPC worker is blocked. Each function returns the status of the reply. Any thread may call the functions,
-// which keep no state.
+// Writes the replies of ability 1164: the result code, then the answer as JSON. Answered sends a reply at once.
+// AnsweredLater sends a reply later, so that no IPC worker waits for the answer. Each function returns the status of
+// the reply. Any thread may call the functions, which keep no state.
 #pragma once
 
 #include <cstdint>
@@ -32,8 +32,8 @@ int32_t Write(MessageParcel& reply, int32_t result, const Value& answer)
     return reply.WriteInt32(result) && reply.WriteString(AnswerText(answer)) ? IPC_OK : IPC_BAD_DATAGRAM;
 }
 
-// Calls the function query, which fills in the answer and returns the result code. Writes the code and the answer to
-// the reply.
+// Writes the result code and the answer of a query to the reply. query: fills in the answer and returns the result
+// code.
 template <typename Value, typename Query>
 int32_t Answered(MessageParcel& reply, Query query)
 {
@@ -42,9 +42,9 @@ int32_t Answered(MessageParcel& reply, Query query)
     return Write(reply, result, answer);
 }
 
-// Calls the function wait, and passes the function answer to it. The reply is sent when somebody calls the function
-// answer, so no IPC worker is blocked until then. If the request comes from inside this process, AnsweredLater blocks
-// until the function answer is called.
+// Sends the reply when the answer is ready, so no IPC worker is blocked until then. wait: gets a callback, and calls
+// this callback with the answer. If the request comes from inside this process, AnsweredLater blocks until the callback
+// is called.
 template <typename Value, typename Wait>
 int32_t AnsweredLater(MessageParcel& reply, Wait wait)
 {

@@ -29,7 +29,7 @@ void IdleMemory::Arm(std::chrono::milliseconds delay)
 
 void IdleMemory::ReleaseIfQuiet()
 {
-    // Clear armed_ before the time is read, so that any later activity starts the timer again.
+    // Clear armed_ before last_ is read, so that a MarkActive after the read starts the timer again.
     armed_ = false;
     const auto passed = timers_.Now() - last_.load();
     if (passed >= QUIET) {

@@ -1,6 +1,6 @@
 // NetworkRequests: handles the requests of ability 1164 about getting online through another device (23 to 29) and
 // about sharing this device's network (30 and 31). It reads the arguments, runs the operation and writes the answer. No
-// IPC worker waits until an attempt has ended or is undone. Several IPC workers may call it at once.
+// IPC worker is blocked while an attempt runs or is undone. Several IPC workers may call it at once.
 // host/online/online.h and host/sharing/sharing.h declare the operations, and docs/ipc.md describes the parcels.
 #pragma once
 

@@ -19,7 +19,7 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 
 constexpr const char* UPLINK = "uplink";
 
-// Serves a request of the device with this network id.
+// A visitor that serves a request of the device with the given network id.
 struct Server {
     Sharing& sharing;
     const std::string& networkId;

@@ -1,7 +1,7 @@
 // ServiceClients: passes requests of local callers to the service. The service counts the processes that use it and
-// stops with the last release. If a process ends without a release, ServiceClients releases the service for that
-// process. ServiceClients unloads the service if only refused requests have loaded it, and keeps refused requests from
-// filling the log. Several IPC workers may call it at once; IPCSkeleton names the caller.
+// stops when the last of them releases it. If a process ends without a release, ServiceClients releases the service for
+// that process. ServiceClients unloads the service if only refused requests have loaded it, and keeps refused requests
+// from filling the log. Several IPC workers may call it at once; IPCSkeleton names the caller.
 // docs/decisions/0027-released-for-the-gone.md gives the reasons.
 #pragma once
 
@@ -35,8 +35,8 @@ public:
     // reaches the service. The other requests get a copy of the service's reply.
     int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
-    // Requests, on behalf of the daemon itself, the network of the device with the given network id from the service,
-    // and then releases the service. Blocks for as long as the request runs. Do not call it on an IPC worker.
+    // Asks the service, on behalf of the daemon itself, for the network of the device with the given network id. Then
+    // releases the service. Blocks for as long as the request runs. Do not call it on an IPC worker.
     ServiceAnswer StartDistributedNetwork(const std::string& networkId);
 
     // Releases the service for a process that has ended, if the service still counts that process. Call it after the

@@ -17,8 +17,8 @@ public:
 
     // Blocks until one of the signals arrives, and returns its number.
     int Wait();
-    // Blocks until one of the signals arrives, and returns its number. Returns 0 if no signal arrives within the
-    // duration limit.
+    // Blocks until one of the signals arrives, and returns its number. Returns 0 if no signal arrives within the time
+    // limit.
     int WaitFor(std::chrono::milliseconds limit);
 
 private:

@@ -12,10 +12,10 @@ namespace Vexo::Host {
 
 WifiStatus WifiStatusOf(const Wifi::WifiLinkInfo& info, RadioState radio);
 // Returns the current status. If no Wi-Fi ability is registered, the member `present` of the status is false, and the
-// function radio is not called. Does not block.
+// callback `radio` is not called. Does not block.
 WifiStatus CurrentWifiStatus(const std::function<RadioState()>& radio);
-// Blocks until the status differs from the argument known (a newer join or another state), at most for the duration
-// limit. Returns at once if there is no Wi-Fi ability.
+// Blocks until the status differs from the status that the caller knows (a newer join or another state), or until the
+// time limit has passed. Returns at once if there is no Wi-Fi ability.
 WifiStatus WaitForWifiStatus(const WifiStatus& known, std::chrono::milliseconds limit,
                              const std::function<RadioState()>& radio);
 

@@ -35,8 +35,7 @@ inline constexpr std::chrono::milliseconds HOST_SCAN_LIMIT{5'000};
 // The type of a device. Devices send these numbers to each other, so the numbers must not change.
 enum class DeviceType : uint16_t { UNKNOWN = 0, PHONE = 1, TABLET = 2, LAPTOP = 3 };
 
-// Whether this device's Wi-Fi can join a network now. BLOCKED: a hardware switch or a key of the machine keeps the
-// radio off.
+// Whether this device's Wi-Fi can join a network now. BLOCKED: a hardware switch or a keyboard key keeps the radio off.
 enum class RadioState { ON, SWITCHED_OFF, BLOCKED, ABSENT };
 
 // The state of the latest attempt to join a network. WAIT_FOR_WIFI requests contain these numbers.
@@ -54,7 +53,7 @@ struct WifiStatus {
     std::string ssid;  // SSID of the latest attempt; non-printable bytes are escaped ("caf\xe9"), a backslash is "\\"
     std::string address;  // such as "192.168.43.17"; empty if not connected
     std::string reason;   // FAILED, DISCONNECTED: the cause as one phrase; else empty
-    // The cause from reason as a code word: the REASON of the event NET_WIFI_JOIN_FAIL
+    // The same cause as the member reason, as a word for programs: a value of REASON in the event NET_WIFI_JOIN_FAIL
     // (share/doc/libdistnet-dev/errors.md).
     std::string failure;
 };
@@ -90,7 +89,7 @@ struct MembershipStatus {
     uint32_t pending = 0;  // number of account members that this device has never met
     std::optional<std::chrono::sys_seconds> backup;  // used if holdsKey: when the account's key was last backed up
     // When this device's certificate expires. On the device with the account's key: when the first certificate of the
-    // account expires. No value if that is more than a year away.
+    // account expires. No value if the time is more than a year away.
     std::optional<std::chrono::sys_seconds> endsSoon;
 };
 

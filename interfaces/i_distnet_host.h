@@ -18,8 +18,8 @@ namespace Vexo::Host {
 enum class HostInterfaceCode : uint32_t {
     // The comment beside a request lists its arguments. The comment also describes the answer if the request's name
     // does not. Each reply starts with an int32 HostResult. After HOST_OK a string follows: the answer as JSON
-    // (host_answers_json.h). The WAIT_FOR_ requests and GET_EVENTS have an argument "limit": after this time, at most
-    // 60 s, the daemon answers in any case. The daemon answers earlier if the requested value changes.
+    // (host_answers_json.h). The daemon answers a WAIT_FOR_ request or GET_EVENTS when the requested value changes, or
+    // when the time in the argument "limit" (at most 60 s) has passed.
     GET_STATUS = 1,
     WAIT_FOR_WIFI = 2,  // uint32 attempt, int32 state, uint32 limit in ms; answers once attempt or state differs
     GET_COUNTS = 3,
@@ -75,13 +75,13 @@ public:
     virtual int32_t GetChecks(CheckList& checks) = 0;  // blocks on disk and radio
     virtual int32_t StartTrace(std::chrono::milliseconds limit, bool detached, TraceRecording& started) = 0;
     virtual int32_t StopTrace(uint32_t recording, uint64_t offset, TracePiece& piece) = 0;
-    // WaitForWifi and GetEvents do not block. They call answer when the requested value has changed. limit: after this
-    // time they call answer in any case.
+    // WaitForWifi and GetEvents do not block. They call the function answer when the requested value has changed, or
+    // when the time limit has passed.
     virtual void WaitForWifi(uint32_t attempt, WifiState state, std::chrono::milliseconds limit,
                              Answer<WifiStatus> answer) = 0;
     virtual void GetEvents(uint64_t cursor, std::chrono::milliseconds limit, Answer<EventPage> answer) = 0;
-    // Does not block. Tries every known device, for at most 5 s, and then asks the reachable ones for their facts, for
-    // at most 1.5 s. The function answer is called after that.
+    // Does not block. The daemon tries to reach every known device, for at most 5 s. Then it asks the reachable devices
+    // for their DeviceFacts, for at most 1.5 s, and then calls the function answer.
     virtual void ScanDevices(Answer<DeviceList> answer) = 0;
 };
 

@@ -139,12 +139,13 @@ struct OnlineAnswer {
     OnlinePhase phase = OnlinePhase::IDLE;
     bool isAutomatic = false;  // automatic mode began the attempt
     std::vector<OnlineStep> steps;
-    // The device whose network this device uses; empty: none. Also set if this device stayed on such a network after an
-    // attempt failed or was cancelled.
+    // The device whose network this device uses; empty: no device. Can also be set after an attempt failed or was
+    // cancelled, because this device may stay on the other device's network.
     std::string networkId;
     std::string deviceName;
     std::optional<DeviceFacts> facts;
-    // Phase FAILED: the fault at the device that got through the most steps, or a fault of this device.
+    // FAILED: a fault of this device, or the fault of the device with which the attempt completed the most steps.
+    // CANCELLED: why the attempt was cancelled.
     std::optional<OnlineFault> fault;
     std::optional<UndoneChanges> undoneChanges;  // after a failed or cancelled attempt; no value: nothing was undone
 };
@@ -166,8 +167,8 @@ enum class AutoState : uint8_t {
     WAITING,   // this device has no network; an attempt begins if it stays without one
     TRYING,
     ONLINE,  // this device is online through another device
-    // Stopped by `distnetctl down` or a manual disconnect. Ends at AutoStatus::until, or when this device is on the
-    // user's own network.
+    // `distnetctl down` or a manual disconnect has suspended automatic mode. This state ends at AutoStatus::until, or
+    // when this device is on the user's own network.
     SUSPENDED,
     EXHAUSTED,  // the attempts of this hour are used up; this state ends at AutoStatus::until
 };

@@ -1,7 +1,7 @@
 // ActivityChannel: the base class of the announcement channels that use a daemon (bluetooth_channel.cpp,
-// dns_sd_channel.cpp). Between Start and Withdraw, an object of the class Activity does the work on its own strand.
-// Timers may fire late and still use the activity, so a shared_ptr owns the activity. Any thread may call the channel.
-// Withdraw blocks until Activity::Stop returns.
+// dns_sd_channel.cpp). Between Start and Withdraw, an object of the class Activity makes the announcements on its own
+// strand. Timers may fire late and still use the activity, so a shared_ptr owns the activity. Any thread may call the
+// channel. Withdraw blocks until Activity::Stop returns.
 #pragma once
 
 #include <chrono>
@@ -17,8 +17,8 @@
 namespace Vexo::Linux {
 
 // work: the member function of the activity that runs on the activity's strand after the pause. Nothing runs if the
-// activity no longer exists by then. If the strand gets no thread, the call is retried every second. CallOnStrandAfter
-// does not block. timers must outlive the activity.
+// activity no longer exists by then. If the strand gets no thread, CallOnStrandAfter tries again every second.
+// CallOnStrandAfter does not block. timers must outlive the activity.
 template <typename Activity>
 Tasks::Timer CallOnStrandAfter(Tasks::Timers& timers, std::chrono::milliseconds pause, std::weak_ptr<Activity> weak,
                                Tasks::Strand Activity::*strand, void (Activity::*work)())
@@ -32,8 +32,8 @@ Tasks::Timer CallOnStrandAfter(Tasks::Timers& timers, std::chrono::milliseconds 
     });
 }
 
-// Runs the function end as the last work on the strand, and blocks until end has returned. If the strand gets no
-// thread, the calling thread runs end.
+// Runs a function as the last work on the strand, and blocks until the function has returned. If the strand gets no
+// thread, the calling thread runs the function. end: the function to run.
 template <typename Work>
 void EndOnStrand(Tasks::Strand& strand, const Work& end)
 {

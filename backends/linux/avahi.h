@@ -25,9 +25,9 @@ inline constexpr const char* DNS_SD_TYPE = "_distnet._tcp";
 inline constexpr const char* DNS_SD_DOMAIN = "local";
 
 // AVAHI_CALL_LIMIT and AVAHI_END_LIMIT: the two limits of DaemonCalls (daemon_calls.h). Their sum is below one second,
-// because AnnouncementChannel::Withdraw may take one second. If a call times out and Avahi creates the object later,
-// nobody uses that object. It exists until this bus connection ends or Avahi exits. Avahi allows each client 1024
-// objects (objects-per-client-max).
+// because AnnouncementChannel::Withdraw may take one second. If a call that creates an object times out, Avahi may
+// still create the object later. Nobody uses this object, and it exists until this bus connection ends or Avahi exits.
+// Avahi allows each client 1024 objects (objects-per-client-max).
 inline constexpr std::chrono::milliseconds AVAHI_CALL_LIMIT{500};
 inline constexpr std::chrono::milliseconds AVAHI_END_LIMIT{300};
 

@@ -25,8 +25,8 @@ struct Bluetooth {
     std::function<BluetoothState()> state;  // any thread may call it; does not block
 };
 
-// Returns the factories of the transport and of the channel. Both share state, so use both in the same soft bus. Does
-// not block.
+// Returns the factories of the transport and of the channel. The two factories share state, so pass them to the same
+// soft bus. Does not block.
 Bluetooth MakeBluetooth(const BluetoothOptions& options);
 
 }  // namespace Vexo::Linux

@@ -76,7 +76,7 @@ public:
     void Announce(const std::string& token);
     std::shared_ptr<void> Seek();
     bool CanAnnounce() const { return canAnnounce_; }
-    // Must be called once after Start, before the activity is destroyed.
+    // Call this once after Start, before the activity is destroyed: queued work uses the activity until Stop returns.
     void Stop();
 
 private:
@@ -330,7 +330,7 @@ void Activity::Update()
     }
 }
 
-// Sets and logs the state of Bluetooth if it has changed.
+// Sets and logs the state of Bluetooth if the state has changed. done: the result of Update's calls to BlueZ.
 void Activity::UpdateState(const Result<void>& done)
 {
     if (psm_ == 0 || !upkeep_ || bluez_.IsStopped()) {
@@ -368,7 +368,7 @@ BluetoothState Activity::StateOfAdapters(const Result<void>& done) const
                 "Switch it on: rfkill unblock bluetooth; bluetoothctl power on"};
     }
     if (!done) {
-        // The text contains only the error's name, because the rest of the message may repeat what was sent.
+        // The text contains only the error's name, because error messages may repeat a call's arguments.
         return {{false, "BlueZ refuses to announce this device or to scan; retrying: " + BusErrorName(done.error())},
                 "journalctl -u bluetooth says why; systemctl restart bluetooth"};
     }

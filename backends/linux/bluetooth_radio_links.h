@@ -1,6 +1,6 @@
 // BluetoothRadioLinks: disconnects the Bluetooth radio links that this device opened and no longer uses. Without this
-// class they would stay connected for ever, because BlueZ keeps its own channels open on them. Used on the strand of
-// the Bluetooth channel. Calls block for BlueZ's answers, for at most the times named below.
+// class, these links would stay connected for ever, because BlueZ keeps its own channels open on them. Used on the
+// strand of the Bluetooth channel. Update and End block for BlueZ's answers.
 #pragma once
 
 #include <chrono>
@@ -17,8 +17,8 @@
 
 namespace Vexo::Linux {
 
-// How long a radio link stays connected after its last use. A request can then use the link of the wake-up message that
-// was sent before the request.
+// How long a radio link stays connected after its last use. This device sends a wake-up message before a request, and
+// the request can then use the radio link of the wake-up message.
 inline constexpr std::chrono::milliseconds RADIO_LINK_LINGER{5000};
 
 class BluetoothRadioLinks : public NoCopyable {
@@ -40,8 +40,8 @@ public:
 private:
     struct Limits {
         std::chrono::milliseconds list;
-        // The limit of one call to Disconnect. It is short, because BlueZ reports a refusal at once. BlueZ reports
-        // success only seconds later, and nothing waits for this report.
+        // The time limit of one call of BlueZ's method Disconnect. The limit is short, because BlueZ reports a refusal
+        // at once. BlueZ reports success only seconds later, and nothing waits for this report.
         std::chrono::milliseconds disconnect;
     };
 

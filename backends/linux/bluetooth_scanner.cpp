@@ -114,7 +114,7 @@ Result<void> BluetoothScanner::StartScan()
 Result<void> BluetoothScanner::StopScan()
 {
     Result<void> stopped = bluez_.CallAtEnd({BLUEZ, adapter_, BLUEZ_ADAPTER}, "StopDiscovery");
-    // BlueZ may still scan if it did not answer. Any other error means that no scan runs.
+    // If no reply to StopDiscovery arrived, BlueZ may still scan. Any other error means that no scan runs.
     isScanning_ = !stopped && IsNoAnswer(stopped.error());
     return isScanning_ ? stopped : Result<void>();
 }

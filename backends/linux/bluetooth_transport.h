@@ -43,8 +43,8 @@ public:
     bool HasStableAddresses() const override { return false; }
     // Returns the address without the address type and without the channel number.
     std::string SourceOf(const std::string& from) const override { return from.substr(0, from.find('/')); }
-    // The limits are low, because a controller can hold only a few connections. A stranger can use any number of
-    // addresses.
+    // The limits are low, because a controller can hold only a few connections. ofSource equals connections, because a
+    // stranger with any number of addresses could evade a limit for each address.
     SoftBus::AdmissionLimits LimitsOfAdmission() const override
     {
         return {.time = std::chrono::seconds(5), .connections = 4, .ofSource = 4, .ofMembers = 0};

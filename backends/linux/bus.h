@@ -80,8 +80,9 @@ struct OwnObject {
 };
 
 // The handle of a subscription or of an exported object. Destroying the handle ends the subscription or the export. The
-// destructor and End block until a handler that runs on another thread has returned. So do not call them while you hold
-// a lock that the handler acquires. No handler starts afterwards. A default-constructed handle is empty.
+// destructor and End block until a handler that runs on another thread has returned, so a caller that holds a lock
+// which the handler acquires may deadlock. After the destructor or End has returned, no handler starts. A
+// default-constructed handle is empty.
 class BusSubscription {
 public:
     BusSubscription() = default;
@@ -148,10 +149,10 @@ public:
         Tasks::Strand& strand, const BusObject& object,
         std::function<void(const std::string& path, const PropertyMap& changed)> handler);
 
-    // Calls the handler with true while the service has its name on the bus, otherwise with false: once soon after
-    // subscribing, then at each change. The value is also false while the bus is disconnected. If another process takes
-    // over the name, the handler is called with false and then with true. When it is called with true, earlier
-    // subscriptions already receive signals again.
+    // Calls the handler once soon after subscribing, and then at each change. isPresent: whether the service owns its
+    // bus name; false also while the bus is disconnected. If another process takes over the name, the handler is called
+    // with false and then with true. When the handler is called with true, subscriptions that were made before this one
+    // already receive signals again.
     [[nodiscard]] BusSubscription OnService(Tasks::Strand& strand, const std::string& service,
                                             std::function<void(bool isPresent)> handler);
 
@@ -169,7 +170,7 @@ private:
     class Loop;
     using Write = std::function<void(sdbus::Message&)>;
     using Read = std::function<void(sdbus::Message&)>;
-    // Reads a signal's arguments and returns the work that calls the handler. Returns null if the handler must not run.
+    // Returns the work that calls the handler with a signal's arguments; null if the signal is not for this handler.
     using Unpack = std::function<Tasks::Work(sdbus::Message&)>;
 
     explicit Bus(std::shared_ptr<Loop> loop) : loop_(std::move(loop)) {}

@@ -100,8 +100,8 @@ Connectivity::Connectivity(std::shared_ptr<Bus> bus, PresenceChanged changed, St
             ReportChanges();
             if (const NetConnState now = NetConnStateOfVpn(state);
                 now == NetConnState::FAILED || now == NetConnState::DISCONNECTED) {
-                // After this state, NetworkManager removes the VPN connection's object and sends no further signal for
-                // it.
+                // The VPN connection has ended: NetworkManager removes the connection's object, which then sends no
+                // further signal.
                 links_.erase(path);
             }
         });
@@ -113,7 +113,7 @@ void Connectivity::OnServiceOwnerChanged(bool hasOwner)
     links_.clear();
     if (!hasOwner) {
         changed_({false, "NetworkManager does not run"});
-        // The connections may still work, but their state is unknown.
+        // The networks may still work without NetworkManager, but their state is unknown.
         for (auto& [type, state] : reported_) {
             if (std::exchange(state, NetConnState::UNKNOWN) != NetConnState::UNKNOWN) {
                 stateChanged_(type, NetConnState::UNKNOWN);

@@ -1,6 +1,6 @@
 // DaemonCalls: makes the D-Bus calls of an announcement channel to its daemon (Avahi or BlueZ). Each call has a time
-// limit. All calls that clean up after Stop have one common limit. Used on the channel's strand. Only Stop and
-// IsStopped may be called on any thread.
+// limit. After Stop, only clean-up calls (CallAtEnd) are made, and they share one time limit. Used on the channel's
+// strand. Only Stop and IsStopped may be called on any thread.
 #pragma once
 
 #include <algorithm>
@@ -41,8 +41,9 @@ public:
         return bus_->Call<Reply>(object, method, callLimit_, arguments...);
     }
 
-    // Calls a method that frees something at the daemon, and blocks for the reply. Before Stop, the time limit is
-    // callLimit. After Stop, the time limit is the rest of endLimit. If no time is left, the message is still sent.
+    // Calls a method that frees a resource of the daemon, and blocks for the reply. Before Stop, the time limit is
+    // callLimit. After Stop, the time limit is the rest of endLimit. If no time is left, the message is still sent, but
+    // the wait for the reply lasts only 1 ms.
     template <typename... Arguments>
     [[nodiscard]] Result<void> CallAtEnd(const BusObject& object, const std::string& method,
                                          const Arguments&... arguments)

@@ -13,18 +13,18 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "DnsSd"};
 
 constexpr size_t MAX_ITEMS = 256;
-// The maximum number of instance names with the same token on one interface. A device has one name, or two while it
-// changes its publication. Names of crashed runs remain for a while.
+// The maximum number of instance names with the same token on one interface. A device has one name for IPv4 and one for
+// IPv6, and two of each while it changes its publication. Names of crashed runs remain for a while.
 constexpr size_t MAX_NAMES_PER_TOKEN = 4;
 constexpr size_t MAX_RESOLVERS = 32;
-// The maximum number of attempts to resolve a service. Avahi ends each attempt after 5 s. The limit is per service, and
-// a device announces its next token as a new service.
+// The maximum number of attempts to resolve a service. Avahi ends each attempt after 5 s. A device announces its next
+// token as a new service, for which the count starts again.
 constexpr int MAX_TRIES = 4;
 
 constexpr uint32_t NO_FLAGS = 0;
 
-// Whether this device has an address of that protocol on the interface. If it has none, this device is leaving that
-// network, and no address of a peer is on the link.
+// Whether this device has an address of the given protocol on the interface. Without such an address, this device is
+// leaving the network, so announced addresses outside the subnets cause no warning.
 bool HasAddress(const std::vector<LanAddress>& lan, int interface, int32_t protocol)
 {
     return std::any_of(lan.begin(), lan.end(), [&](const LanAddress& own) {

@@ -49,8 +49,8 @@ public:
     // later.
     [[nodiscard]] Result<void> Update(const std::vector<LanAddress>& lan);
 
-    // Call OnItemNew, OnItemRemove and OnAllForNow for Avahi's signals with these names. path: the path of the object
-    // that sent the signal.
+    // Call OnItemNew, OnItemRemove and OnAllForNow for Avahi's signals ItemNew, ItemRemove and AllForNow. path: the
+    // path of the object that sent the signal.
     [[nodiscard]] Result<void> OnItemNew(const std::string& path, const Service& service);
     [[nodiscard]] Result<void> OnItemRemove(const std::string& path, const Service& service);
     // Call this when a resolver of Avahi has finished. path: the path of the resolver. address: empty if Avahi could

@@ -43,7 +43,7 @@ public:
     [[nodiscard]] Result<void> Start(const std::string& token);
     void Announce(const std::string& token);
     bool CanAnnounce() const { return canAnnounce_; }
-    // Must be called once after Start, before the activity is destroyed.
+    // Call this once after Start, before the activity is destroyed: queued work uses the activity until Stop returns.
     void Stop();
 
 private:

@@ -132,8 +132,8 @@ Result<void> DnsSdPublisher::Fill(const Group& group)
         Result<void> added = avahi_.Call(object, "AddAddress", int32_t{address.interface}, protocol, PUBLISH_NO_REVERSE,
                                          hostName, address.address);
         if (added && (last == nullptr || !AreOfOneService(*last, address))) {
-            // Each interface has its own instance name, because Avahi withdraws a name that is on several interfaces
-            // from only one of them.
+            // Each interface and IP version has its own instance name, because Avahi withdraws a name that is on
+            // several interfaces from only one of them.
             const Result<std::string> instance = MakeInstance(group.publication.token);
             if (!instance) {
                 return Failure(instance.error());

@@ -58,7 +58,7 @@ AddressBytes BytesOf(const std::string& text)
     return isAddress ? bytes : AddressBytes();
 }
 
-// Whether the address counts as a LAN address. IPv6 addresses must be global (2000::/3) or unique-local (fc00::/7).
+// Whether the address is a LAN address: IPv4 outside 0.0.0.0/8, global IPv6 (2000::/3) or unique-local IPv6 (fc00::/7).
 bool IsUsable(const AddressBytes& bytes)
 {
     if (bytes.size() == IPV4_BYTES) {
@@ -133,7 +133,7 @@ private:
     }
 
     // Waits until the descriptor is readable, the watcher is stopped, or the time limit has passed. Returns whether the
-    // watcher is stopped. If poll fails (ENOMEM), pauses and then counts this as a change.
+    // watcher is stopped. If poll fails (ENOMEM), returns after a pause, as if the descriptor were readable.
     bool Wait(int fd, int limitMs) const
     {
         std::array<pollfd, 2> waits{pollfd{fd, POLLIN, 0}, pollfd{stop_.Get(), POLLIN, 0}};

@@ -1,8 +1,8 @@
 // Lists the addresses at which other machines on the same link can reach this machine, and watches them for changes
 // (getifaddrs(3), rtnetlink(7)). An interface counts while it is up, has a carrier and can multicast. A loopback
-// interface does not count. Global and unique-local IPv6 addresses count. Link-local ones do not count, because they
-// need a scope, which the soft bus does not have. Any thread may use these functions. No call blocks, except the
-// destructor of LanWatcher. Used by dns_sd_channel.h.
+// interface does not count. Global and unique-local IPv6 addresses count. Link-local IPv6 addresses do not count,
+// because they need a scope, and the addresses that devices send each other contain no scope. Any thread may use these
+// functions. No call blocks, except the destructor of LanWatcher. Used by dns_sd_channel.h.
 #pragma once
 
 #include <compare>

@@ -171,8 +171,7 @@ public:
     [[nodiscard]] Result<Connection> ReadConnection(const std::string& activation) const;
     [[nodiscard]] Result<NetworkDevice> ReadDevice(const std::string& path) const;
     // Makes NetworkManager check the connectivity of every device now, and returns the result for the whole machine.
-    // Blocks until the check has ended, at most until the parameter deadline. This may be longer than the limit of
-    // other calls.
+    // Blocks until the check has ended, at most until the parameter deadline, which replaces the usual time limit.
     [[nodiscard]] Result<NmConnectivity> CheckConnectivity(SteadyTime deadline) const;
 
     // Adds a temporary profile and activates it. NetworkManager deactivates the profile when this program leaves the

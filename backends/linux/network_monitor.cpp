@@ -56,9 +56,9 @@ bool CanShareWifi(const NetworkManager& manager, const std::string& station)
                                  [&](const WifiRadio& one) { return one.path != station && one.canBeAccessPoint; });
 }
 
-// Returns the connection that a hotspot of this device would share. This is the connection with the default route. If
-// the radio of that connection would become the hotspot, returns the modem's connection, which then replaces that
-// connection.
+// Returns the connection that a hotspot of this device would share: the connection with the default route. A Wi-Fi
+// connection ends if its own radio must become the hotspot. In this case, returns the modem's connection, which would
+// replace the Wi-Fi connection.
 std::optional<Connection> SharedConnection(const NetworkManager& manager, const NetworkOverview& overview)
 {
     std::vector<std::string> paths = overview.active;
@@ -276,8 +276,8 @@ OnlineVerdict LinuxNetworkMonitor::CheckOnline(const Wifi::JoinedNetwork& networ
 OnlineVerdict LinuxNetworkMonitor::CheckByNetworkManager(const std::string& interface, SteadyTime deadline,
                                                          const IsCancelled& isCancelled) const
 {
-    // NetworkManager waits 20 s for a server that does not answer. So its first answer may take half of the time until
-    // the deadline. The rest is for the query to the name servers.
+    // NetworkManager's check may wait 20 s for a server that does not answer. The first check may take only half of the
+    // time until the deadline, so that time remains for the query to the name servers.
     SteadyTime answerBy = Now() + (deadline - Now()) / 2;
     OnlineVerdict verdict = OnlineVerdict::UNKNOWN;
     while (Now() < deadline && !isCancelled()) {
@@ -288,7 +288,7 @@ OnlineVerdict LinuxNetworkMonitor::CheckByNetworkManager(const std::string& inte
         if (connectivity == NmConnectivity::FULL) {
             return OnlineVerdict::ONLINE;
         }
-        // The check may have run too early, so it is repeated until the deadline.
+        // The network may not have been ready yet, so the check is repeated until the deadline.
         verdict = OnlineVerdict::NO_INTERNET;
         answerBy = deadline;
         const SteadyTime next = std::min(deadline, Now() + CHECK_PAUSE);
@@ -316,7 +316,7 @@ std::optional<NmConnectivity> LinuxNetworkMonitor::ReadConnectivity(const std::s
         QuviewDFX::LogInfo(LABEL, "NetworkManager's connectivity check failed: %{public}s", checked->error().message);
         return std::nullopt;
     }
-    // The reply is the best result of all devices. Only the result of this interface counts.
+    // CheckConnectivity returned the best result of all devices. The result of this interface is preferred.
     const Result<std::vector<WifiRadio>> radios = manager_.Radios();
     for (const WifiRadio& radio : radios ? radios.value() : std::vector<WifiRadio>()) {
         const Result<NetworkDevice> device = manager_.ReadDevice(radio.path);

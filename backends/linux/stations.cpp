@@ -44,6 +44,7 @@ std::string MacText(const nlattr* attribute)
 }
 
 // Returns the 64-bit counter, or the 32-bit counter if the driver is older. Returns 0 if the driver provides neither.
+// wide, narrow: the attribute types of the 64-bit counter and of the 32-bit counter.
 uint64_t BytesOf(nlattr* const* info, int wide, int narrow)
 {
     return info[wide] != nullptr ? nla_get_u64(info[wide]) : info[narrow] != nullptr ? nla_get_u32(info[narrow]) : 0;

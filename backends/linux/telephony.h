@@ -1,7 +1,7 @@
 // Telephony over ModemManager: Modems stores the last state that ModemManager reported. LinuxCoreService (ability 4010)
 // and LinuxCellularData (4011) answer queries from this stored state at once. Only the state of a radio is read from
-// the modem itself. Any thread may use them. The callback of a radio query runs on a strand of LinuxCoreService,
-// exactly once for each accepted query. modem_slots.h explains slots and SIM states.
+// the modem itself. Any thread may use these three classes. The callback of a radio query runs on a strand of
+// LinuxCoreService, exactly once for each accepted query. modem_slots.h explains slots and SIM states.
 #pragma once
 
 #include <atomic>

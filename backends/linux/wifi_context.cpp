@@ -153,8 +153,8 @@ void WifiContext::UndoUnanswered()
 
 Result<std::string> WifiContext::ActivationLeft(const NetworkChange& change) const
 {
-    // An empty path means that there is no activation. The exception is a call to activate that got no reply (isOver):
-    // an activation may exist, and only the profile identifies it.
+    // An empty path normally means that there is no activation. But if the call to activate got no reply (isOver), an
+    // activation may exist, and only the profile identifies it.
     if (change.activation.empty() && !change.isOver) {
         return std::string();
     }
@@ -187,8 +187,8 @@ void WifiContext::UndoLeft(const NetworkChange& change)
     }
     NetworkChange left = change;
     left.activation = activation.value();
-    // If the path of the activation was known, the end of the hotspot was already reported when NetworkManager did not
-    // answer.
+    // The call to end a known activation got no reply (isOver). The end of the hotspot was already reported at that
+    // time.
     const bool wasReported = change.isOver && !change.activation.empty();
     const bool wasShared = change.isHotspot && !left.activation.empty() && !wasReported;
     if (!Undo(left)) {

@@ -35,10 +35,10 @@ public:
     {
     }
 
-    // Runs a function on the strand and returns its result (a WifiResult). Blocks at most for the time budget. If the
-    // budget is used up, returns WIFI_NO_ANSWER: a function that has not begun is then dropped, and undo is called if
-    // the function succeeds later. Returns WIFI_FAILED if the strand has no thread. Must not be called on the strand.
-    // work: the function.
+    // Runs a function on the strand and returns its result (a WifiResult). Blocks at most for the time budget. Returns
+    // WIFI_NO_ANSWER if the function has not returned by then. In this case, a function that has not begun never runs,
+    // and undo runs if the function returns WIFI_OK later. Returns WIFI_FAILED if the strand has no thread. Must not be
+    // called on the strand. work: the function.
     int32_t RunAndWait(std::chrono::milliseconds budget, std::function<int32_t(Deadline)> work,
                        std::function<void()> undo = nullptr);
 

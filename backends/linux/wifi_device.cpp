@@ -145,8 +145,8 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     next.radio = radio->path;
     next.interface = radio->interface;
     if (radio->IsStation()) {
-        // A connected radio scans at most every 10 s. So the first scan waits until a hotspot that is just opening can
-        // be visible.
+        // A connected radio scans at most every 10 s. A hotspot that is just opening may not be visible yet, so the
+        // first scan is delayed.
         next.nextScan = context_->timers.Now() + options_.checkPeriod;
     }
     next.begunAt = BootClock();
@@ -204,7 +204,8 @@ void LinuxWifiDevice::Search(const Station::Join& join)
         if (!reason) {
             best = best == nullptr || one.strengthPercent > best->strengthPercent ? &one : best;
         } else if (isLate || one.lastSeen >= attempt_->begunAt) {
-            // An access point that was last seen before the attempt may be an earlier hotspot with the same SSID.
+            // An access point that was last seen before the attempt may be an earlier hotspot with the same SSID. So
+            // its mismatch counts only when the time for the search is over.
             mismatch = std::move(reason);
         }
     }
@@ -229,7 +230,7 @@ bool LinuxWifiDevice::HasLostRadio() const
 
 void LinuxWifiDevice::Scan()
 {
-    // OnChanged is called when the scan has ended.
+    // Nothing waits for the scan here: OnChanged is called when the scan has ended.
     if (const auto now = context_->timers.Now(); now >= attempt_->nextScan) {
         attempt_->nextScan = now + options_.checkPeriod;
         context_->manager.RequestScan(attempt_->radio);
@@ -253,7 +254,7 @@ void LinuxWifiDevice::Join(const Station::Join& join, const AccessPoint& accessP
     const Result<Activation> joining = context_->manager.AddAndActivate(
         MakeStationProfile(attempt.change.profile, join.config, accessPoint), attempt.radio, accessPoint.path);
     if (!joining) {
-        // Only the error's name is shown, because the message may repeat the request.
+        // Only the error's name is shown, because error messages may repeat the request, which contains the Wi-Fi key.
         const std::string name = BusErrorName(joining.error());
         QuviewDFX::LogWarn(LABEL, "NetworkManager refuses to join: %{public}s", name);
         if (IsNoAnswer(joining.error())) {
@@ -408,7 +409,8 @@ void LinuxWifiDevice::OnNetworkManagerStopped()
     if (!attempt_) {
         return;
     }
-    // The change stays in the list of recorded changes, so it is undone when NetworkManager runs again.
+    // End must not undo the change while NetworkManager is stopped. The change stays in the list of recorded changes,
+    // so UndoAll undoes it when NetworkManager runs again.
     attempt_->change = {};
     End({JoinFailure::RADIO_FAILED, "NetworkManager has stopped"});
 }

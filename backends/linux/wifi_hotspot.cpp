@@ -27,7 +27,7 @@ Result<void> SaveKey(const std::filesystem::path& file, const std::string& key)
     return WriteFileAtomically(file, key + "\n", KEY_MODE);
 }
 
-// A crash may have left a file without its end. D-Bus and Wi-Fi allow only printable ASCII in a key.
+// Whether the text is a complete key with its line break. D-Bus and Wi-Fi allow only printable ASCII in a key.
 bool IsWholeKeyLine(const std::string& text)
 {
     return text.size() > MIN_KEY_BYTES && text.back() == '\n' &&
@@ -120,7 +120,7 @@ int32_t LinuxWifiHotspot::GetHotspotConfig(Wifi::HotspotConfig& config)
     Result<Wifi::HotspotConfig> read =
         ReadConfig(context_->manager.Until(context_->timers.Now() + Wifi::HOTSPOT_CONFIG_BUDGET));
     if (!read && IsNoAnswer(read.error())) {
-        // NetworkManager may be busy opening this hotspot.
+        // NetworkManager may be busy opening the hotspot of this class, whose configuration is stored in opened_.
         const MutexLock lock(mutex_);
         if (opened_) {
             config = *opened_;

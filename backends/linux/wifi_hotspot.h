@@ -1,8 +1,9 @@
 // LinuxWifiHotspot: this machine's access point (ability 1121) over NetworkManager. EnableHotspot activates an
 // access-point profile of the user. If the user has several whose key NetworkManager knows, it activates the one that
 // was used last. If the user has none, it activates a temporary profile of this program. The class turns off only a
-// hotspot that it turned on itself: after a call, or when no station uses the hotspot any more (share_guard.h). It also
-// implements ShareControl. Any thread may call it. The work runs on the Wi-Fi strand (wifi_context.h).
+// hotspot that it turned on itself: when a caller requests it, when the battery is low, or when no station uses the
+// hotspot any more (share_guard.h). The class also implements ShareControl. Any thread may call it. The work runs on
+// the Wi-Fi strand (wifi_context.h).
 #pragma once
 
 #include <chrono>

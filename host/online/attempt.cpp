@@ -437,8 +437,9 @@ AttemptEnd Attempt::Run()
     return End();
 }
 
-// Ends the use of the previous device (before_). If another device is in use now, notifies the previous device.
-// Otherwise keeps the previous device's network if this device is still on it.
+// Ends the use of the previous device (before_), unless that device is still in use. If another device is in use now,
+// notifies the previous device. If no device is in use, and this device is still on the previous device's network,
+// keeps that network. If this device has left that network, undoes the use of the previous device.
 void Attempt::EndPreviousUse()
 {
     if (!before_ || (end_.inUse && end_.inUse->networkId == before_->networkId)) {

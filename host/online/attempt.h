@@ -24,7 +24,7 @@ namespace Vexo::Host {
 inline constexpr std::chrono::seconds FIND_LIMIT{12};
 // The time limit for asking all reachable devices for their DeviceFacts, before the devices are ranked.
 inline constexpr std::chrono::seconds FACTS_ROUND_LIMIT{3};
-// for asking one device for its DeviceFacts after a failure
+// The time limit for asking one device for its DeviceFacts after a failure at that device.
 inline constexpr std::chrono::seconds FRESH_FACTS_LIMIT{2};
 inline constexpr std::chrono::seconds JOIN_LIMIT{60};
 inline constexpr std::chrono::seconds ONLINE_CHECK_LIMIT{10};
@@ -41,7 +41,8 @@ struct AttemptTask {
 struct AttemptEnd {
     std::optional<DeviceInUse> inUse;  // the device whose network this device is on now
     bool isNew = false;                // inUse is the result of this attempt, not AttemptTask::before
-    // no value: online. If fault and inUse are both set: not online, but still on that network
+    // no value: this device is online; if fault and inUse are both set, this device is not online, but still on the
+    // network of inUse
     std::optional<OnlineFault> fault;
     std::optional<UndoneChanges> undoneChanges;
 };
@@ -85,8 +86,8 @@ private:
     bool IsStillOnline();
     Trial TrialOf(const std::string& networkId) const;
 
-    // The following functions return true if this device is online now. If they return false, GiveUp has undone what
-    // they did at each device that they tried. Exception: in mode START, a network without internet is kept
+    // The following functions return true if this device is online now. Before they return false, they undo their
+    // changes at each device that they tried (GiveUp). Exception: in mode START, a network without internet is kept
     // (end_.inUse).
     bool Try(Trial& trial);
     bool JoinAndCheck(Trial& trial);

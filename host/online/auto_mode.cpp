@@ -129,7 +129,8 @@ AutoMode::Decision AutoMode::WhileWithout(const Network::NetworkSituation& situa
         return {};
     }
     state_ = AutoState::WAITING;
-    // Each failure doubles the wait, so that the attempts of an hour are not used up within minutes.
+    // Each failure doubles the wait. With a constant wait, all attempts that are allowed in an hour would be used up
+    // within minutes.
     const SteadyTime due = *waitsSince_ + AUTO_UP_AFTER * (1 << std::min<int>(failures_, AUTO_MAX_TRIES));
     if (now < due || !hasCandidate) {
         return {.again = std::max(due, now + AUTO_UP_AFTER / 4)};

@@ -18,8 +18,8 @@ inline constexpr std::chrono::seconds AUTO_SCAN_INTERVAL{30};  // between scans 
 inline constexpr std::chrono::hours AUTO_SUSPENDED_FOR{1};
 inline constexpr std::chrono::hours AUTO_TRIES_COUNT_FOR{1};
 inline constexpr size_t AUTO_MAX_TRIES = 6;  // maximum number of attempts within AUTO_TRIES_COUNT_FOR
-// A saved network of the user counts as back after AUTO_OWN_NETWORK_SCANS consecutive scans have each seen a saved
-// network with a strength of at least AUTO_OWN_NETWORK_PERCENT.
+// A saved network of the user counts as available again after AUTO_OWN_NETWORK_SCANS consecutive scans have each seen a
+// saved network with a strength of at least AUTO_OWN_NETWORK_PERCENT.
 inline constexpr uint8_t AUTO_OWN_NETWORK_PERCENT = 50;
 inline constexpr int AUTO_OWN_NETWORK_SCANS = 2;
 

@@ -12,7 +12,7 @@
 namespace Vexo::Host {
 
 // Asks the devices for their DeviceFacts, and stores the answers in the OnlineMemory. Blocks until all devices have
-// answered or until the duration limit has passed.
+// answered or the time limit has passed.
 void AskForFacts(const OnlineOptions& options, const std::shared_ptr<OnlineMemory>& memory,
                  const std::vector<std::string>& networkIds, std::chrono::milliseconds limit);
 

@@ -1,7 +1,6 @@
-// LeaseKeeper: while this device uses another device's network, renews the lease at that other device. A lease is the
-// record there that this device uses its hotspot (peer_messages.h). LeaseKeeper also watches whether this device is
-// still on the network. LeaseKeeper runs on the pool of the timers. Any thread may call it. Stop does not wait for a
-// running renewal.
+// LeaseKeeper: while this device uses another device's hotspot, renews this device's lease. A lease is the other
+// device's record of this use (peer_messages.h). LeaseKeeper also watches whether this device is still on the network.
+// LeaseKeeper runs on the pool of the timers. Any thread may call it. Stop does not wait for a running renewal.
 #pragma once
 
 #include <chrono>
@@ -21,14 +20,14 @@ inline constexpr std::chrono::seconds LEASE_ANSWER_LIMIT{5};
 
 class LeaseKeeper : public NoCopyable, public std::enable_shared_from_this<LeaseKeeper> {
 public:
-    // Starts the work on a thread of the pool. The function lost is called at most once, when this device is no longer
-    // on the network of the parameter device. The function is not called after Stop.
+    // Starts the work on a thread of the pool. lost: called at most once, when this device is no longer on the network
+    // of the given device. Stop prevents a later call, but does not wait for a running call.
     static std::shared_ptr<LeaseKeeper> Start(const OnlineOptions& options, DeviceInUse device,
                                               std::function<void()> lost);
 
-    // Returns true if the device granted or renewed the lease within the last LEASE_LIFE.
+    // Returns true if the other device granted or renewed the lease within the last LEASE_LIFE.
     bool IsHeld() const EXCLUDES(mutex_);
-    // Checks whether this device is still on the network. Does not block; may call the function lost on this thread.
+    // Checks whether this device is still on the network. Does not block; may call the callback `lost` on this thread.
     void Check() EXCLUDES(mutex_);
     void Stop() EXCLUDES(mutex_);
 

@@ -228,7 +228,8 @@ void OnlineService::FinishAttempt(AttemptEnd end)
     ReviewSoon();
 }
 
-// Updates automatic mode. auto_ is also in state TRYING if a program has taken over automatic mode's attempt.
+// Updates automatic mode. auto_ stays in state TRYING if a program takes over automatic mode's attempt, so auto_ also
+// receives the result of such an attempt.
 void OnlineService::OnAttemptEnded(bool isOnline, bool isCancelled)
 {
     const SteadyTime now = options_.timers->BootNow();

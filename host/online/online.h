@@ -46,11 +46,12 @@ struct OnlineOptions {
     Wifi::StationControl* station = nullptr;     // must outlive the Online object
     Network::NetworkMonitor* network = nullptr;  // must outlive the Online object
     std::function<WifiStatus()> wifi;            // returns the status of this device's radio and of its latest join
-    // Blocks until the status differs from the argument known (a newer join or another state), at most for the duration
-    // limit. Returns the new status.
+    // Blocks until the status differs from the status that the caller knows (a newer join or another state), or until
+    // the time limit has passed. Returns the current status.
     std::function<WifiStatus(const WifiStatus& known, std::chrono::milliseconds limit)> waitForWifi;
     std::function<std::vector<KnownDevice>()> devices;
-    // Returns why no other device can be asked (NO_ACCOUNT or REMOVED), or no value if devices can be asked.
+    // Returns why no other device can be asked for its network (NO_ACCOUNT or REMOVED), or no value if devices can be
+    // asked.
     std::function<std::optional<OnlineFault>()> whyNoAccount;
     AskService askService;
     // ipAddress: the address that the device with the given network id has on the network that this device has joined
@@ -69,21 +70,20 @@ public:
     // ---- attempt or cancel it.
     // networkIds: the devices to try, in this order; empty: all known devices, the best first.
     virtual OnlineAnswer Begin(pid_t owner, OnlineMode mode, const std::vector<std::string>& networkIds) = 0;
-    // Calls the function answer as soon as the attempt's revision differs from the argument revision, or after the
-    // duration limit.
+    // Answers as soon as the attempt's revision differs from the given revision, or after the time limit.
     virtual void WaitForChange(pid_t owner, uint32_t revision, std::chrono::milliseconds limit,
                                IDistNetHost::Answer<OnlineAnswer> answer) = 0;
-    // Cancels and undoes the attempt, and then calls the function answer. This takes at most ONLINE_UNDO_LIMIT.
-    // wasTimeout: true if the program cancels because its own time limit has passed.
+    // Cancels and undoes the attempt, and then answers. This takes at most ONLINE_UNDO_LIMIT. wasTimeout: true if the
+    // program cancels because its own time limit has passed.
     virtual void Cancel(pid_t owner, bool wasTimeout, IDistNetHost::Answer<OnlineAnswer> answer) = 0;
-    // Cancels the attempt of any program, and leaves the other device's network. Then calls the function answer. This
-    // takes at most ONLINE_UNDO_LIMIT.
+    // Cancels the attempt of any program, leaves the other device's network, and then answers. This takes at most
+    // ONLINE_UNDO_LIMIT.
     virtual void Down(IDistNetHost::Answer<DownAnswer> answer) = 0;
     virtual OnlineStatus Status() = 0;
     virtual OnlineChange SetAuto(bool isOn) = 0;
     virtual OnlineChange SetPreferred(const std::vector<std::string>& networkIds) = 0;
     // Asks all reachable devices for their DeviceFacts at the same time. Blocks until all devices have answered or the
-    // duration limit has passed.
+    // time limit has passed.
     virtual void RefreshFacts(std::chrono::milliseconds limit) = 0;
 
     // ---- Functions for the daemon.

@@ -97,7 +97,7 @@ std::string Filled(std::string text, const std::string& place, const std::string
     return text;
 }
 
-// Returns a text that names the transport that was tried first. If there are more transports, all of them were tried.
+// Returns the end of "did not answer over …": the transport that was tried first, and "or any other transport".
 std::string WaysText(const KnownDevice& device)
 {
     return (device.transport == "bluetooth" ? std::string("Bluetooth")

@@ -1,6 +1,5 @@
-// The table of all failures of getting online: for each failure the sentence for a person, the advice, and the exit
-// code of distnetctl. No other table of them exists; docs/failures.md shows this one. Any thread may call the
-// functions, which keep no state.
+// The only table of the failures of getting online: for each failure the sentence for a person, the advice, and the
+// exit code of distnetctl. docs/failures.md shows this table. Any thread may call the functions, which keep no state.
 #pragma once
 
 #include <array>
@@ -40,7 +39,7 @@ std::string EventWord(OnlineFaultCode code);
 
 // Returns the fault for a device that did not answer over any transport.
 OnlineFault NotReached(const KnownDevice& device, std::chrono::sys_seconds now);
-// Returns the fault for a refusal by the device's owner. For the refusal NONE, returns a fault with the code FAILED.
+// Returns the fault for a refusal by the device. For the refusal NONE, returns a fault with the code FAILED.
 OnlineFault FaultOf(SoftBus::PeerRefusal refusal, const FaultDevice& device);
 // Returns the failure that the given DeviceFacts predict for an attempt at the device. Returns no value if the device
 // can be asked, even if its owner must decide first.

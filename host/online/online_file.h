@@ -1,6 +1,6 @@
 // OnlineFile: reads and writes online.json in the state folder: the data about getting online that outlives the daemon.
-// The file is replaced by rename. A damaged file is renamed and logged, and counts as empty. A file that cannot be read
-// is not changed, and nothing is stored then. Both calls block on the disk. Not thread-safe.
+// The file is replaced by rename. A damaged file is renamed and logged, and counts as empty. If Load cannot read the
+// file, Save fails, so that the file is not overwritten. Load and Save block on the disk. Not thread-safe.
 #pragma once
 
 #include <chrono>

@@ -55,7 +55,7 @@ void OnlineService::OnLost(uint32_t number)
     QuviewDFX::LogInfo(LABEL, "the network of \"%{public}s\" is gone", device.deviceName);
     WriteOnlineEnd(device.networkId, OnlineEnding::LOST);
     options_.suggestAddress(device.networkId, "");
-    // If there is a newer join, a program may be using the same device again. Then do not release the device's hotspot.
+    // If there is a newer join, a program may be using the same device again, so the device's hotspot must stay open.
     if (options_.wifi().attempt == device.wifiAttempt) {
         (void)Release(options_, device, RELEASE_LIMIT, &stop_);
     }

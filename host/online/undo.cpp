@@ -14,7 +14,8 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Online"};
 
 bool IsOnNetworkOf(const OnlineOptions& options, const DeviceInUse& device)
 {
-    // The state of the join decides. While the radio's daemon does not answer, the state does not change.
+    // The state of the latest join does not change while the radio's daemon does not answer. So a daemon that does not
+    // answer is not mistaken for a lost network.
     const WifiStatus wifi = options.wifi();
     return wifi.state == WifiState::CONNECTED && wifi.attempt == device.wifiAttempt;
 }

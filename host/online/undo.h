@@ -35,8 +35,8 @@ struct Undone {
 // Reverts the attempt at the device, or the use of its network. stop: a Cancellation that is cancelled when the daemon
 // ends, or null. After stop is cancelled, the function begins no further step.
 Undone Undo(const OnlineOptions& options, const DeviceInUse& device, Cancellation* stop);
-// Notifies the device that this device no longer uses its network. Returns the device's answer, or no value if the
-// device did not answer within the duration limit.
+// Notifies the other device that this device no longer uses the other device's network. Returns the other device's
+// answer, or no value if no answer arrived within the time limit.
 std::optional<ReleaseAnswer> Release(const OnlineOptions& options, const DeviceInUse& device,
                                      std::chrono::milliseconds limit, Cancellation* stop);
 

@@ -44,9 +44,9 @@ public:
     // Closes all sessions and makes all running calls of Ask fail. Begin may be called again. Idempotent.
     virtual void End() = 0;
 
-    // Sends the request to the device and waits for its answer. Blocks until the answer arrives, the time deadline has
-    // come, or the object cancellation is cancelled (null: no cancellation). Opens a session if none is open; over
-    // Bluetooth this takes up to 9 s. The error's text is for a person. The error's code says why there is no answer:
+    // Sends the request to the device and waits for its answer. Blocks until the answer arrives, the deadline passes,
+    // or the Cancellation is cancelled (null: no cancellation). Opens a session if none is open; over Bluetooth this
+    // takes up to 9 s. The error's text is for a person. The error's code says why there is no answer:
     //   NOT_FOUND    no device of the account has this id
     //   UNAVAILABLE  the device was not reached over any transport
     //   REFUSED      the device refused the session (its daemon may be too old), or its answer was damaged

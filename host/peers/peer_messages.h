@@ -26,8 +26,8 @@ inline constexpr size_t MAX_TECHNOLOGY = 16;  // maximum length of DeviceFacts::
 
 // Asks for the device's DeviceFacts: what it can share, and whether the asking device may use it.
 struct FactsRequest {};
-// A lease records that a device uses another device's hotspot. It expires when it was not renewed for LEASE_LIFE. The
-// device that uses the hotspot renews it every LEASE_RENEWAL.
+// A lease records that a device uses another device's hotspot. The lease expires when it was not renewed for
+// LEASE_LIFE. The device that uses the hotspot renews the lease every LEASE_RENEWAL.
 inline constexpr std::chrono::seconds LEASE_LIFE{150};
 inline constexpr std::chrono::seconds LEASE_RENEWAL{60};
 

@@ -38,7 +38,8 @@ public:
     // Call when the device was admitted to the service. The device may then request the hotspot and join it.
     void OnAdmitted(const std::string& networkId, SteadyTime now);
 
-    // LATE: the device has just ended its use, and was not admitted since. The request was sent before the release.
+    // LATE: the device released the hotspot a moment ago, and was not admitted since. The renewal was sent before the
+    // release, so no lease begins.
     enum class Renewal { BEGUN, RENEWED, TOO_MANY, LATE };
     Renewal Renew(const std::string& networkId, const std::string& macAddress, const ShareTime& now);
 

@@ -73,7 +73,7 @@ public:
     void Store(SharingRecord& record, const ShareTime& now) const;
 
 private:
-    // A rule ends when the wall clock reaches the member until, or when the boot clock reaches untilBoot. So setting
+    // A rule ends when the wall clock reaches Rule::until, or when the boot clock reaches Rule::untilBoot. So setting
     // the wall clock back does not prolong the rule.
     struct Rule {
         ShareDecision decision = ShareDecision::ALWAYS;
@@ -88,9 +88,8 @@ private:
         SteadyTime openUntil;
         SteadyTime pausedUntil;
     };
-    // Counts the questions about a device on one day. The day is over when the local date is later than the member
-    // date. If the clock was ahead, the stored date may be in the future. Then the day is over 24 hours after the
-    // time in the member `began`.
+    // Counts the questions about a device on one day. The day is over when the local date is later than Day::date. If
+    // the clock was ahead, Day::date may be in the future. In this case the day is over 24 hours after Day::began.
     struct Day {
         std::chrono::local_days date;
         SteadyTime began;  // boot time when the day began, or when it was loaded from the file

@@ -14,8 +14,8 @@
 
 namespace Vexo::Host {
 
-// Returns the first day of the accounting month that contains the given day. Months begin on the day firstDay (1 to
-// 31), or on the last day of a calendar month that is shorter.
+// Returns the first day of the accounting month that contains the given day. firstDay: the day of the calendar month (1
+// to 31) on which an accounting month begins. In a shorter calendar month, the accounting month begins on the last day.
 std::chrono::local_days MonthOf(std::chrono::local_days day, uint32_t firstDay);
 
 class ShareUsage {
@@ -32,9 +32,9 @@ public:
     ShareUsage(uint32_t firstDay, const SharingRecord& record, const ShareTime& now);
 
     void OnHotspotState(const Wifi::ShareInfo& info, const ShareTime& now);
-    // Begins a new month when the date has reached a later month. Keeps the month when the date is before it, because
-    // somebody may have set the clock back. If the date stays before the month for as long as a month lasts, changes to
-    // the month of the date.
+    // Begins a new month when the date is in a later month than the counted month. Keeps the counted month when the
+    // date is before it, because somebody may have set the clock back. If the date stays before the counted month for
+    // as long as a month lasts, counts the month of the date from then on.
     void OnTime(const ShareTime& now);
 
     uint64_t MonthBytes() const { return monthBytes_; }

@@ -65,7 +65,7 @@ public:
 
 private:
     ShareTime Now() const { return {timers_.BootNow(), timers_.WallNow()}; }
-    // Runs the function work on the strand, with this object as the argument, unless sharing has stopped. Returns the
+    // Runs the given function on the strand, with this object as the argument, unless sharing has stopped. Returns the
     // result of Strand::Post.
     bool Post(std::function<void(SharingImpl&)> work);
     Tasks::Timer PostAfter(std::chrono::milliseconds delay, void (SharingImpl::*work)());
@@ -352,8 +352,8 @@ const char* SharingImpl::WhyClose(const ShareTime& now)
     }
 }
 
-// Closes the hotspot if the daemon opened it and no device uses it. Runs RELEASE_PAUSE after a device's release.
-// Another device may have joined since then.
+// Closes the hotspot if the daemon opened it and no device uses it. Runs RELEASE_PAUSE after a device's release, so
+// another device may have joined in the meantime.
 void SharingImpl::CloseReleased()
 {
     ReadHotspot();

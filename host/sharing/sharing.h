@@ -60,7 +60,7 @@ public:
     // OnLease and OnRelease block while the hotspot's state is read, well under 100 ms.
     virtual LeaseAnswer OnLease(const std::string& networkId, const LeaseRequest& request) = 0;
     // If the daemon opened the hotspot and no device uses it any more, the hotspot is closed after the delay
-    // RELEASE_PAUSE. It is not closed at once, because the answer may be sent over it.
+    // RELEASE_PAUSE. The hotspot is not closed at once, because the ReleaseAnswer may be sent over it.
     virtual ReleaseAnswer OnRelease(const std::string& networkId, const ReleaseRequest& request) = 0;
     // Call when the given device is no longer a member of the account. Ends the device's lease and removes its rule and
     // question. Blocks while the hotspot's state is read.

@@ -63,7 +63,7 @@ SharingRecord SharingFile::Load()
         return std::move(record.value());
     }
     if (record.error().code != ErrorCode::MALFORMED) {
-        // Do not overwrite the file, because its content may be valid.
+        // The file could not be read. Save must not overwrite it, because its content may be valid.
         whyNotWritten_ = record.error().message;
         QuviewDFX::LogError(LABEL, "%{public}s; its rules and byte counts are not used, and new ones are not stored",
                             whyNotWritten_);

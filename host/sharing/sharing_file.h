@@ -1,6 +1,6 @@
-// SharingFile: reads and writes sharing.json in the state folder (mode 0600, replaced by rename). This is the data of
-// sharing that outlives the daemon. docs/files.md lists the keys of the file. Only one thread may use it at a time.
-// Both calls block on the disk.
+// SharingFile: reads and writes sharing.json in the state folder (mode 0600, replaced by rename): the data of sharing
+// that outlives the daemon. docs/files.md lists the keys of the file. Only one thread may use it at a time. Load and
+// Save block on the disk.
 #pragma once
 
 #include <chrono>

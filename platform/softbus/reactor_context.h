@@ -37,8 +37,8 @@ struct ReactorContext : public NoCopyable {
     std::set<std::string> openSessions;  // session servers for which the policy is not asked
     std::function<void()> onlineChanged;
     // Makes the announcement channels listen more intensively, for as long as the returned handle exists
-    // (AnnouncementChannel::Seek). Returns null if no channel can do that. This std::function is empty until all
-    // channels have started.
+    // (AnnouncementChannel::Seek). Returns null if Seek of every channel returns null. This std::function is empty
+    // until all channels have started.
     std::function<std::shared_ptr<void>()> seek;
     AccountView account;
     StateExchange* exchange = nullptr;  // null: this device does not exchange the account's state

@@ -17,9 +17,9 @@ int RemoveSessionServer(const char* pkgName, const char* sessionName);
 // - a positive session id: OnSessionOpened is then called exactly once, at least 1 ms after OpenSession returns and
 //   within 10 s of the time when the open starts;
 // - a negative SoftBusResult: no callback follows.
-// The open starts now if a session server with the name mySessionName exists. Otherwise it starts when
-// CreateSessionServer creates one. If that does not happen within 10 s, the open is dropped without a callback. groupId
-// is not used and may be empty.
+// The open starts now if a session server with the name mySessionName exists. Otherwise the open starts when
+// CreateSessionServer creates that session server. If the session server is not created within 10 s, the open is
+// dropped without a callback. groupId is not used and may be empty.
 int OpenSession(const char* mySessionName, const char* peerSessionName, const char* peerNetworkId, const char* groupId,
                 const SessionAttribute* attr);
 // Closes the session and returns at once. Bytes that SendBytes accepted earlier are delivered first (within 1 s). The

@@ -74,7 +74,7 @@ private:
     Channels MakeChannels(FolderChannel::IsOwn isOwn) const;
     Result<void> AnnounceEachPeriod();
     void RunReactor() EXCLUDES(lifeMutex_);
-    // Runs work on the reactor thread. If the soft bus is stopping, drops work and returns false.
+    // Calls work() later, on the reactor thread. If the soft bus is stopping, does not call work() and returns false.
     template <typename WorkOnReactor>
     bool PostWhileRunning(WorkOnReactor work) EXCLUDES(lifeMutex_);
 

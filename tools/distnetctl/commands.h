@@ -98,7 +98,7 @@ int RunAccountLeave(const GlobalOptions& options, Output& output, bool yes);
 int RunAccountRenew(const GlobalOptions& options, Output& output);
 using AccountCancel = Client::CallResult (Client::DistNetClient::*)(Host::ChangeAnswer& answer);
 // After this call, Ctrl-C cancels an account operation and ends the process. cancel: the call to the daemon that
-// cancels the operation. said: the text that is printed.
+// cancels the operation. said: the text to print.
 void EndAfterCancel(const GlobalOptions& options, Output& output, AccountCancel cancel, const std::string& said);
 
 // ---- Commands to save and restore the account's key (backup_commands.cpp) -------------------------------------------
@@ -111,8 +111,8 @@ int RunAccountRestore(const GlobalOptions& options, Output& output, const std::f
 
 // ---- Commands for a simulated device (sim_commands.cpp) -------------------------------------------------------------
 // Returns true if the arguments name a simulated device: the folder of --state has the settings file of such a device.
-// Without --state, checks the folder of the socket and the default state folder. The help needs this before the
-// arguments are parsed.
+// Without --state, checks the folder of the socket and the default state folder. Called before the arguments are
+// parsed, because the help lists the `sim` commands only for a simulated device.
 bool IsSimulated(const GlobalOptions& defaults, int argc, const char* const* argv);
 int RunSimShow(const GlobalOptions& options, Output& output);
 int RunSimSet(const GlobalOptions& options, Output& output, const std::vector<std::string>& assignments);

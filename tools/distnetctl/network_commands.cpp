@@ -82,7 +82,7 @@ std::string InfoLine(const cJSON* item)
     return Column(label, 24) + text;
 }
 
-// Converts a list of devices to JSON and adds its DeviceFacts to each device.
+// Converts a list of devices to JSON. Adds to each device the member "facts": its DeviceFacts, or null.
 Json DevicesWithFacts(const Host::DeviceList& list, const std::vector<Host::DeviceFacts>& facts)
 {
     Json details = Host::ToJson(list);

@@ -88,7 +88,7 @@ std::vector<std::string> StepLog::Take(const Host::OnlineAnswer& attempt)
 }
 
 // Returns true if no line is printed for the step. A cancelled or timed-out step has no line, because the outcome of
-// the command shows it. The question to the owner of a device has only one line for each device.
+// the command shows it. If the owner of a device is asked several times, only the first question has a line.
 bool StepLog::NeedsNoLine(const Host::OnlineStep& step)
 {
     const Host::OnlineFaultCode code = step.fault ? step.fault->code : Host::OnlineFaultCode::FAILED;
@@ -172,7 +172,8 @@ void Attempt::Show()
     }
 }
 
-// Returns how much of the time of --timeout remains. Without --timeout, only the daemon limits the time of each step.
+// Returns the remaining time of --timeout. Without --timeout, returns HOST_MAX_WAIT, and only the daemon limits the
+// time of each step.
 std::chrono::milliseconds Attempt::Left() const
 {
     return options_.hasTimeout

@@ -99,8 +99,8 @@ std::string ResultText(const OnlineStep& step)
     return text + (step.address.empty() ? "" : (text.empty() ? "" : " ") + step.address);
 }
 
-// Wraps a text into lines. first: printed before the first line of the text. column: where the text begins; its other
-// lines are indented to this column.
+// Wraps a text into lines. first: the beginning of the first line, already padded to the width column. column: the
+// indentation of the other lines.
 std::vector<std::string> Beside(const std::string& first, size_t column, const std::string& text)
 {
     std::vector<std::string> lines;

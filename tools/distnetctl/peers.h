@@ -27,8 +27,8 @@ bool IsKnown(const Peer& peer);
 
 // Finds a peer. word: the name or the network id of the peer. If no peer has this name or id, the result is the only
 // peer whose name or network id begins with word, or whose short id is word. If word is a complete network id that no
-// peer has, returns a peer with only this id, so that the service decides about it. An error message lists the peers
-// that match, or suggests a similar name.
+// peer has, returns a Peer that has only this id, so that the service accepts or refuses the device. An error message
+// lists the peers that match, or suggests a similar name.
 [[nodiscard]] Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers);
 
 // Calls ResolvePeer with the devices that the daemon knows. The texts of the result are printable (printable.h). If no

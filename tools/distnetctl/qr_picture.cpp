@@ -32,8 +32,8 @@ private:
     const QRcode& code_;
 };
 
-// Returns one character that shows two modules, one above the other. isUpperPrinted, isLowerPrinted: whether the module
-// has the text colour. If not, it has the background colour.
+// Returns one character that shows two modules, one above the other. isUpperPrinted, isLowerPrinted: true if the module
+// has the text colour, false if it has the background colour.
 const char* HalfBlock(bool isUpperPrinted, bool isLowerPrinted)
 {
     return isUpperPrinted ? (isLowerPrinted ? "█" : "▀") : (isLowerPrinted ? "▄" : " ");

@@ -38,9 +38,10 @@ void EndPrompt(Output& output, LineReader::Read read);
 // false for any other answer and at the end of the input.
 bool Confirm(Output& output, const std::string& question);
 
-// Asks for a passphrase at the terminal without echo. twice: asks a second time, and checks the length. Fails with
-// INVALID_ARGUMENT if the passphrase is missing, is too short, or differs the second time. Fails with UNAVAILABLE if
-// there is no terminal. Call EndOnInterrupt(RestoreEcho) before this function, so that Ctrl-C restores the terminal.
+// Asks for a passphrase at the terminal without echo. twice: whether to check the length and to ask a second time.
+// Fails with INVALID_ARGUMENT if the passphrase is missing, is too short, or differs the second time. Fails with
+// UNAVAILABLE if there is no terminal. Call EndOnInterrupt(RestoreEcho) before this function, so that Ctrl-C restores
+// the terminal.
 [[nodiscard]] Result<std::string> AskPassphrase(bool twice);
 // Reads a passphrase: the first line from the descriptor. Fails with INVALID_ARGUMENT if the descriptor is not open, or
 // if the line is empty.

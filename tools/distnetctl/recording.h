@@ -12,9 +12,9 @@
 
 namespace Vexo::Ctl {
 
-// Starts a recording and returns its number. limit: the daemon stops the recording after this time. detached: the
-// recording continues after this program has ended. If the call fails, returns 0, and the parameter failure receives
-// the outcome with which the command must end.
+// Starts a recording and returns its number. limit: the longest duration of the recording. detached: whether
+// FetchRecording can find the recording without its number. If the call fails, returns 0, and the parameter failure
+// receives the outcome with which the command must end.
 uint32_t StartRecording(Client::DistNetClient& client, std::chrono::milliseconds limit, bool detached,
                         Outcome& failure);
 

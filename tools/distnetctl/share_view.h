@@ -20,7 +20,8 @@ std::vector<StatusLine> ShareLines(const Host::ShareStatus& status, WallTime now
 std::vector<StatusLine> OnlineLines(const Host::OnlineStatus& status, WallTime now);
 // Returns the lines of the command `share status`.
 std::vector<StatusLine> ShareStatusLines(const Host::ShareStatus& status, WallTime now);
-// Returns a line such as "laptop asks to use this device's network.", followed by the commands that allow or deny this.
+// Returns a line such as "laptop asks to use this device's network.", and lines with the commands that answer the
+// request.
 std::vector<std::string> RequestLines(const Host::ShareRequest& request);
 // Explains a decision of the user in one sentence: "laptop may use this device's network until midnight."
 std::string DecisionText(const std::string& name, Host::ShareDecision decision);

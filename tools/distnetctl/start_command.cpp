@@ -161,7 +161,7 @@ private:
 };
 
 // Sends the request to the service. The service answers when the peer's hotspot is open and this device has begun to
-// join it. The daemon undoes nothing, because this is not an attempt.
+// join it. The daemon undoes nothing, because this request is not an attempt.
 Outcome AskService(Client::DistNetClient& client, Output& output, const Peer& peer)
 {
     Host::HostStatus status;

@@ -42,9 +42,9 @@ public:
     // (logged) for every other answer. The caller must ignore such an answer.
     bool Claim(int sessionId) EXCLUDES(hotspotMutex_);
 
-    // Holds hotspotMutex_, calls end, and gives the result to the request that waits on the session. end: closes the
-    // session. If the request that claimed the answer has ended already, the result is dropped. In that case end is
-    // called only if no newer request waits on the same session.
+    // Gives the result to the request that waits on the session. Before that, calls the function end, which closes the
+    // session, while hotspotMutex_ is locked. If the request that claimed the answer has ended already, the result is
+    // dropped. In that case end is called only if no newer request waits on the same session.
     void Post(int sessionId, int32_t result, const std::function<void()>& end) EXCLUDES(hotspotMutex_);
 
 private:

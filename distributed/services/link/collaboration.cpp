@@ -61,7 +61,8 @@ void Collaboration::InitCollaboration()
         return;
     }
     {
-        // When a peer stops a collaboration, its entry is removed only here.
+        // Remove the entries of collaborations that a peer has stopped. StopCollaboration removes only the entries of
+        // collaborations that this device stops.
         const MutexLock lock(readyEntriesMutex_);
         std::erase_if(receiverReady_, [&](const auto& entry) {
             return ready.count(entry.first) != 0 &&

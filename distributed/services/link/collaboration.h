@@ -37,7 +37,7 @@ public:
     // collaboration whose registration fails.
     void InitCollaboration();
 
-    // Starts a collaboration with the peer, which starts the peer's service. Returns the framework's code, and sets
+    // Starts a collaboration with the peer. This also starts the peer's service. Returns the framework's code, and sets
     // sessionId only if the code is 0. Blocks until the framework's call returns.
     int32_t StartCollaboration(const std::string& deviceId, int& sessionId);
     // Unregisters the data callback and stops the collaboration. Does not block. Returns 0, or the framework's code if

@@ -44,14 +44,14 @@ public:
     void HandleMessageStartHotSpotResponse(int sessionId, unsigned char* data, unsigned int len);
     void HandleMessageUnknown(int sessionId, unsigned char* data, unsigned int len);
 
-    // Sends a failure answer that contains the error code result, and stops the collaboration. Takes ownership of json
-    // and deletes it. The parameter data is not used.
+    // Sends a failure answer and stops the collaboration. Takes ownership of json and deletes it. result: the error
+    // code in the answer. The parameter data is not used.
     void HandlerSendStartMessage(int sessionId, cJSON* json, char* data, int result);
     // Fills json with the success answer for the given hotspot configuration and sends it. Sets result to the code of
     // sending. The caller still owns json. The parameter data is not used.
     void HandlerParkData(int sessionId, cJSON* json, const Wifi::HotspotConfig& config, char* data, int& result);
 
-    // Sends the text message in a start-hotspot response frame. Returns 0, DISTNET_ERR_SEND, or an error of
+    // Sends a start-hotspot response frame that contains message. Returns 0, DISTNET_ERR_SEND, or an error of
     // FrameStartHotspotResponse (start_hotspot_response.h).
     int32_t SendStartHotspotResponseMessage(int sessionId, const std::string& message);
     // Calls ParseStartHotspotResponse (start_hotspot_response.h) and returns its result.

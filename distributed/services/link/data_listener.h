@@ -57,7 +57,7 @@ public:
     void HandlerParkData(int sessionId, cJSON* json, std::string& message, const Wifi::HotspotConfig& config,
                          char* data, int& result);
 
-    // Sends the text message in a start-hotspot response frame. Returns 0; DISTNET_ERR_INVALID_FRAME if the frame is
+    // Sends a start-hotspot response frame that contains message. Returns 0; DISTNET_ERR_INVALID_FRAME if the frame is
     // too large; DISTNET_ERR_MESSAGE_COPY; DISTNET_ERR_SEND; or -1 if memory is short.
     int32_t SendStartHotspotResponseMessage(int sessionId, const std::string& message);
     // Calls ParseStartHotspotResponse (start_hotspot_response.h) and returns its result.

@@ -20,7 +20,7 @@ struct PreparedAnswer {
 // The serving device calls PrepareAnswer. Opens the hotspot of this device if it is closed, and reads the hotspot's
 // configuration. If memory is short or this device has no hotspot service, PreparedAnswer::json is null.
 PreparedAnswer PrepareAnswer();
-// PrintSuccessAnswer and PrintFailureAnswer add the members of an answer to json and return its text.
+// PrintSuccessAnswer and PrintFailureAnswer add the members of an answer to json, and return json as text.
 std::string PrintSuccessAnswer(cJSON* json, const Wifi::HotspotConfig& config);
 std::string PrintFailureAnswer(cJSON* json, int32_t result);
 

@@ -52,8 +52,8 @@ struct MessageTlvStartHotspotRequest {
     MessageBytes getBytes() const;
 };
 
-// The values that the log line about a sent response shows. length is not the length field of the frame: a session sets
-// it to 2, and a collaboration sets it to the size of the whole frame.
+// The values that the log line about a sent response shows. The member length differs from the length field of the
+// frame: a session sets the member to 2, and a collaboration sets the member to the size of the whole frame.
 struct MessageTlvStartHotspotResponse {
     uint8_t type = MESSAGE_TYPE_START_HOTSPOT_RESPONSE;
     uint32_t length = 2;

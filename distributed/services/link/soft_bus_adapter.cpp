@@ -112,7 +112,7 @@ int32_t SoftBusAdapter::OpenSoftBusSession(const std::string& deviceId, int& ses
     return ret;
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): the name is by value in the adapter's interface
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the adapter's interface takes sessionName by value
 int32_t SoftBusAdapter::OpenSoftBusSession(const std::string& networkId, std::string sessionName,
                                            const SessionAttribute* attr, int& sessionId)
 {

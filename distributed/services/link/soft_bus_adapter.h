@@ -47,7 +47,7 @@ public:
     SoftBusAdapter();
     ~SoftBusAdapter();
 
-    // Both functions work on the session server SESSION_NAME. They return 0 or DISTNET_ERR_SESSION_SERVER.
+    // Create or remove the session server with the name SESSION_NAME. Return 0 or DISTNET_ERR_SESSION_SERVER.
     int32_t CreateSoftBusSessionServer();
     int32_t RemoveSoftBusSessionServer();
 

@@ -33,7 +33,7 @@ struct CapabilityItem {
 };
 
 constexpr std::array<CapabilityItem, 3> CAPABILITY_ITEMS{{
-    // The event text contains the spelling "hotsopt", which must not change.
+    // The event text contains the spelling "hotsopt", which must not be corrected: docs/errors.md documents it.
     {"supportSmartHotSpot", &DistNetService::SupportSmartHotSpot, REMOTE_INFO_FAIL_SMART_HOTSPOT,
      "support smart hotsopt error", [] { NETMGR_EXT_LOGE(" GetRemoteDeviceInfo fail"); }},
     {"bssid", &DistNetService::GetCurrentBssid, REMOTE_INFO_FAIL_BSSID, "get current bssid error",

@@ -194,7 +194,8 @@ Standing StateExchange::OnHello(Link& link, const Hello& hello)
         standing.verdict = hasOldKey ? Verdict::LEAVE : Verdict::TALK;
         return standing;
     }
-    // AddOlderMember makes the device a member. Until then, treat the device like one that sends a newer state.
+    // AddOlderMember starts work that makes the peer a member. Wait for OnStateHandled, as for a peer that sends a
+    // newer state.
     standing.isPending =
         standing.isPending || (holdsAccountKey_ && hello.stateNumber == 0 && AddOlderMember(link, hello));
     standing.verdict = standing.isPending ? Verdict::AWAIT_STATE : Verdict::LEAVE;
@@ -231,8 +232,9 @@ bool StateExchange::ShowsOlderCertificate(const Link& link) const
     return shown != nullptr && ASN1_TIME_compare(X509_get0_notBefore(shown), X509_get0_notBefore(account_.get())) < 0;
 }
 
-// Sends the member its renewed certificate if there is one, and then the account's state. state: the state to send, or
-// null. Calls StateHandled afterwards. Returns false if the strand accepts no work.
+// On the strand, sends the peer its renewed certificate, if one exists, and then the account's state. Calls
+// link->StateHandled() afterwards. state: the account's state; null: no state is sent. Returns false if the strand
+// accepts no work.
 bool StateExchange::RenewCertificate(const std::shared_ptr<Link>& link, const Trust::SignedStatePtr& state)
 {
     const std::shared_ptr<X509> shown(X509_dup(link->PeerCertificate()), X509_free);
@@ -280,8 +282,9 @@ void StateExchange::OnAccountFrame(const std::shared_ptr<Link>& link, FrameKind 
     });
 }
 
-// Ends the restore of this device from a backup. Call when this device has met another member that has no newer state.
-// From then on this device may sign states of the account.
+// Ends the restore of this device from a backup, so that this device may sign states of the account. Call when the
+// HELLO of another member shows that the member has no newer state than this device. Returns false if the strand
+// accepts no work.
 bool StateExchange::CompleteRestore(Link& link)
 {
     return StartAdoption(link.shared_from_this(), [this] { return AsChange(Trust::CompleteRestore(options_.folder)); });
@@ -314,7 +317,7 @@ bool StateExchange::StartAdoption(const std::shared_ptr<Link>& link, Change chan
     return isPosted;
 }
 
-// Runs on the strand. Calls change and then uses the identity that change has returned.
+// Runs on the strand. Calls change(), and then uses the identity that change() has returned.
 void StateExchange::Adopt(const std::shared_ptr<Link>& link, const Change& change)
 {
     const std::string& from = link->PeerNetworkId();

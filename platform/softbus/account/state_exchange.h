@@ -68,8 +68,8 @@ public:
     // already be queued. Sends the account state or the certificate that the other device does not have yet.
     Standing OnHello(Link& link, const Hello& hello);
     bool IsAdopting() const { return adopting_ > 0; }
-    // Waits without blocking until no state is being adopted. then: called on the reactor thread after that, never
-    // inside this call.
+    // Calls then() on the reactor thread when no state is being adopted, but never before WhenAdopted returns. Does not
+    // block.
     void WhenAdopted(std::function<void()> then);
     // Returns true if this device's state is newer than the latest state that the other device is known to have.
     bool IsBehind(const std::string& networkId) const;
@@ -91,8 +91,8 @@ private:
     bool AddOlderMember(Link& link, const Hello& hello);
     bool CompleteRestore(Link& link);
     void StoreAccountKey(const std::shared_ptr<Link>& link, const std::shared_ptr<Trust::SecretText>& key);
-    // Calls change on the strand, uses the identity that change returns, and then calls link->StateHandled(). Returns
-    // false if the strand accepts no work.
+    // Calls change() on the strand, uses the identity that change() returns, and then calls link->StateHandled().
+    // Returns false if the strand accepts no work.
     bool StartAdoption(const std::shared_ptr<Link>& link, Change change);
     void Adopt(const std::shared_ptr<Link>& link, const Change& change);
     void AdoptionEnded();

@@ -25,9 +25,9 @@ struct Announcement {
 
 class AnnouncementChannel {
 public:
-    // Called when an announcement is new, has changed, or has ended (then announcement is nullopt). name: identifies
-    // the announcement in this channel until it ends. Called on a thread of the channel, one call at a time. Must not
-    // block.
+    // Called when an announcement is new, has changed or has ended. name: identifies the announcement in this channel
+    // until the announcement ends. announcement: nullopt if the announcement has ended. Called on a thread of the
+    // channel, one call at a time. Must not block.
     using Heard = std::function<void(const std::string& name, const std::optional<Announcement>& announcement)>;
     // Returns true if a device of this account made the token. The channel ignores announcements with other tokens. May
     // be called on any thread.
@@ -37,7 +37,7 @@ public:
 
     virtual std::string Name() const = 0;  // such as "dns-sd"; for logs
     // Returns the name (Transport::Name()) of the transport to which the announced addresses belong. The caller needs
-    // the name to choose the token for Start and Announce, because a device has another token for each transport.
+    // the name to choose the token for Start and Announce, because a device has a different token for each transport.
     virtual std::string TransportName() const { return "tcp"; }
 
     // Announces the token. Reports the announcements of other devices that exist now, and listens for new ones. An
@@ -60,8 +60,8 @@ public:
     virtual void Withdraw() = 0;
 };
 
-// Makes all channels listen more intensively, for as long as the returned handle exists. Returns null if no channel
-// can.
+// Makes all channels listen more intensively, for as long as the returned handle exists. Returns null if Seek of every
+// channel returns null.
 inline std::shared_ptr<void> SeekOnAll(const std::vector<std::unique_ptr<AnnouncementChannel>>& channels)
 {
     std::vector<std::shared_ptr<void>> handles;

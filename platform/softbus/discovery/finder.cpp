@@ -26,7 +26,8 @@ struct Finder::Configured {
 struct Finder::Task {
     std::string networkId;  // the wanted device; empty: any device of the account except this one
     std::string idPrefix;   // see DialRequest::idPrefix
-    // Called when the greeting is about to start. If no route is returned and seeks is false, the greeting is skipped.
+    // Returns the addresses to try. Called when the greeting is about to start. If there are no addresses and the
+    // member seeks is false, the greeting is skipped.
     std::function<std::vector<Route>()> routes;
     Greeting::Done done;
     GreetingKind kind = GreetingKind::HELLO;
@@ -111,7 +112,8 @@ void Finder::OnAnnouncement(const std::string& channel, const std::string& name,
         GreetStranger(owner->idPrefix);
     } else if (!networkId.empty()) {
         context_.UpdateReachability(networkId);
-        // The device made its token with the previous link key, so it may not have the current link key yet.
+        // The device made its token with the previous link key, so the device may not have the current link key yet.
+        // The greeting sends the account's state to the device.
         if (owner->isOfPreviousKey && context_.exchange != nullptr && context_.exchange->IsBehind(networkId)) {
             GreetDevice(networkId, false, [] {});
         }
@@ -119,8 +121,8 @@ void Finder::OnAnnouncement(const std::string& channel, const std::string& name,
 }
 
 // Greets a device that announces itself with a token of the account and is not known yet. Only one greeting of a device
-// runs at a time. That greeting also tries addresses that the device announces later. Addresses that are avoided are
-// not tried.
+// runs at a time. That greeting also tries addresses that the device announces later. No greeting tries an address at
+// which a handshake failed recently (Sightings::IsAvoided).
 void Finder::GreetStranger(const std::string& idPrefix)
 {
     if (!greetedStrangers_.insert(idPrefix).second) {

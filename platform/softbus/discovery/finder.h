@@ -27,8 +27,8 @@ namespace Vexo::SoftBus {
 // The pauses between attempts at a configured address. The pause doubles each time, from the first value to the last.
 inline constexpr std::chrono::milliseconds FIRST_RETRY_PAUSE{200};
 inline constexpr std::chrono::milliseconds LAST_RETRY_PAUSE{60'000};
-// The pauses after a failed handshake at a configured address. They are longer, because such a host is unlikely to join
-// this account.
+// The pauses after a failed handshake at a configured address. These pauses are longer than FIRST_RETRY_PAUSE and
+// LAST_RETRY_PAUSE, because a host at which the handshake fails is unlikely to join this account.
 inline constexpr std::chrono::milliseconds FIRST_STRANGER_PAUSE{5'000};
 inline constexpr std::chrono::milliseconds LAST_STRANGER_PAUSE{3'600'000};
 inline constexpr std::chrono::milliseconds GREETING_LIMIT{5'000};
@@ -54,11 +54,12 @@ public:
     // Call when an announcement is new, has changed or has ended (AnnouncementChannel::Heard).
     void OnAnnouncement(const std::string& channel, const std::string& name,
                         const std::optional<Announcement>& announcement);
-    // Call when a token period begins (trust/announcement_tokens.h).
+    // Drops the announcements that were not renewed in time (Sightings::DropOld), and updates the reachability of the
+    // known devices. Call when a token period begins (trust/announcement_tokens.h).
     void DropOldAnnouncements();
     // Greets every known device and every device that announces itself, while the channels seek. done: called once,
-    // when all greetings of known devices have ended. If a channel seeks, the call also waits until SCAN_SEEK has
-    // passed and the greetings of unknown devices have ended. The call comes after SCAN_LIMIT at the latest.
+    // when all greetings of known devices have ended. If a channel seeks, done is not called before SCAN_SEEK has
+    // passed and the greetings of unknown devices have ended. done is called after SCAN_LIMIT at the latest.
     void Scan(std::function<void()> done);
     // Ends all greetings, and sends GOODBYE to devices with recent contact. done: called once, within GOODBYE_LIMIT.
     // Stop must be the last call.
@@ -72,8 +73,9 @@ private:
     void GreetConfigured(const ConfiguredPtr& configured);
     void ConfiguredFailed(const ConfiguredPtr& configured, const GreetingResult& result);
     void GreetStranger(const std::string& idPrefix);
-    // Greets the device. If a greeting of this device runs already, only waits for its end. Marks the device as away if
-    // no address of the device works.
+    // Greets the device, and calls done when the greeting has ended. If a greeting of the device already waits or runs,
+    // no second greeting starts. seeks: true if the dial may seek (link/dial.h). Marks the device as away if the device
+    // answers at none of its addresses.
     void GreetDevice(const std::string& networkId, bool seeks, std::function<void()> done);
     void Greet(Task task);
     void StartNext();

@@ -121,7 +121,8 @@ Result<void> FolderChannel::Start(const std::string& token, IsOurs isOurs, Heard
     token_ = token;
     isOurs_ = std::move(isOurs);
     heard_ = std::move(heard);
-    // Start the watcher before the folder is read, so that no change is missed. The watcher's thread waits for mutex_.
+    // Start the watcher before the folder is read, so that no change is missed. OnChange waits for mutex_ while this
+    // function runs.
     auto watcher = FolderWatcher::Start(folder_, [this](const std::string& fileName) { OnChange(fileName); });
     if (!watcher) {
         return Failure(std::move(watcher).error());
@@ -264,7 +265,7 @@ void FolderChannel::CheckAllFiles()
     }
 }
 
-// Reads the file, and reports its announcement if that is new, has changed or has ended.
+// Reads the file, and calls heard_ if the announcement in the file is new, has changed or has ended.
 void FolderChannel::CheckFile(const std::string& fileName)
 {
     const std::string token = TokenOfFileName(fileName);

@@ -36,10 +36,9 @@ std::string EncodeFolderAnnouncement(const Announcement& announcement);
 
 class FolderChannel final : public AnnouncementChannel, public NoCopyable {
 public:
-    // Returns true if this device made the token in this run or an earlier one. then: the time at which the file with
-    // this token was written. The channel uses IsOwn to remove the files of earlier runs, at the start and when the
-    // folder is created again. IsOwn is then called for every file, so it may be slow. IsOwn runs on the same threads
-    // as IsOurs.
+    // Returns true if this device made the token, in this run or in an earlier run. then: the time at which the file
+    // with this token was written. IsOwn may be slow, because the channel calls IsOwn only to remove the files of
+    // earlier runs, at the start and when the folder is created again. IsOwn runs on the same threads as IsOurs.
     using IsOwn = std::function<bool(const std::string& token, WallTime then)>;
 
     // Start creates the folder if it is missing. clock must outlive the channel.

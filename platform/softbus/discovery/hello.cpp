@@ -8,8 +8,8 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// Returns the addresses of the peer: first the address that was dialled, if it is stable, and then those addresses in
-// the peer's HELLO that this device can use.
+// Returns those addresses of the peer that stay valid (Transport::HasStableAddresses): first the address that was
+// dialled, and then the addresses in the peer's HELLO that this device can use.
 std::vector<PeerAddress> UsableAddresses(const ReactorContext& context, const Hello& hello, const PeerAddress& where,
                                          bool wasDialled)
 {

@@ -21,8 +21,8 @@ std::string OwnHello(const ReactorContext& context);
 std::optional<Standing> OnHello(ReactorContext& context, Link& link, const std::string& payload,
                                 const PeerAddress& where);
 
-// Call when the device has sent GOODBYE, or when a dial reached it at none of its addresses. triedFor: how long that
-// dial took.
+// Marks the device as away. Call when the device has sent GOODBYE, or when a dial reached the device at none of its
+// addresses. triedFor: how long the dial took; 0 after GOODBYE.
 void MarkAway(ReactorContext& context, const std::string& networkId, std::chrono::steady_clock::duration triedFor);
 
 }  // namespace Vexo::SoftBus

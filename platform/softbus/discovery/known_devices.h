@@ -51,11 +51,11 @@ public:
     // Blocks until a running write is done.
     ~KnownDevices();
 
-    // Loads the devices of that account from the file, and saves changes to the file from now on. account: the network
+    // Loads the devices of the account from the file, and saves changes to the file from now on. account: the network
     // id of the account's key. Call at most once, before any other call. Without this call the devices are in memory
-    // only. Blocks on the disk. A file that is damaged or has a later version is renamed, and that is logged. A file
-    // that cannot be read is logged and never written; the devices are then in memory only. The devices in a file of
-    // another account are forgotten.
+    // only. Blocks on the disk. A file that is damaged or has a later version is renamed and logged. A file that cannot
+    // be read is logged and never written; the devices are then in memory only. The devices in a file of another
+    // account are forgotten.
     void UseFile(const std::filesystem::path& file, const std::string& account) EXCLUDES(mutex_);
 
     // Records the HELLO of a device whose certificate was verified. transport: the name of the transport over which the
@@ -64,11 +64,11 @@ public:
     std::vector<std::string> AddOrUpdate(const std::string& networkId, const Hello& hello, const std::string& transport)
         EXCLUDES(mutex_);
     // Records that the device has sent data. ago: the time since the data arrived. Does nothing for an unknown device.
-    // If MarkAway was called for a later time, the device stays away.
+    // The device stays away if MarkAway was called after the data arrived.
     void RecordContact(const std::string& networkId, std::chrono::steady_clock::duration ago) EXCLUDES(mutex_);
     // Call when the device has sent GOODBYE, or when a dial reached the device at none of its addresses. triedFor: how
-    // long that dial took. Contact before the dial no longer counts as recent. If there was contact during the dial,
-    // does nothing.
+    // long the dial took; 0 after GOODBYE. Contact before the dial no longer counts as recent. Does nothing if there
+    // was contact during the dial.
     void MarkAway(const std::string& networkId, std::chrono::steady_clock::duration triedFor) EXCLUDES(mutex_);
 
     bool IsKnown(const std::string& networkId) const EXCLUDES(mutex_);
@@ -79,8 +79,8 @@ public:
     // Returns the addresses of the device. The addresses from its last HELLO come first. The list is empty for an
     // unknown device.
     std::vector<PeerAddress> Addresses(const std::string& networkId) const EXCLUDES(mutex_);
-    // Sets one more IP address at which the device may be reached in this run. Replaces an earlier one. An empty
-    // ipAddress removes the earlier address.
+    // Sets an additional IP address at which the device may be reached in this run. Replaces the address that an
+    // earlier call has set. An empty ipAddress removes that address.
     void SuggestHost(const std::string& networkId, const std::string& ipAddress) EXCLUDES(mutex_);
     std::string SuggestedHost(const std::string& networkId) const EXCLUDES(mutex_);
     // Returns all known devices that were met, in no particular order. Node::online is true for a device with recent

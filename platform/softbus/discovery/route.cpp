@@ -32,9 +32,9 @@ std::vector<const Transport*> TransportsOf(const ReactorContext& context, const 
 
 constexpr const char* TCP = "tcp";
 
-// Returns true for an address of all interfaces, such as "0.0.0.0:7". A connection to such an address leads back to
-// this device. A device that listens on all its interfaces reports such an address. A peer that receives such an
-// address over Bluetooth cannot replace it by a real address.
+// Returns true for an address of all interfaces, such as "0.0.0.0:7". A device that listens on all its interfaces
+// reports such an address. A connection to such an address leads back to this device. HELLO over TCP shows the device's
+// real host (Transport::Reachable), but HELLO over Bluetooth does not.
 bool IsOfAllInterfaces(const PeerAddress& address)
 {
     const auto parsed = ParseHostPort(address.address);
@@ -43,8 +43,9 @@ bool IsOfAllInterfaces(const PeerAddress& address)
 }
 
 // Returns the address that consists of the suggested host and the device's TCP port. Returns nullopt if the host or the
-// port is not known, or if a handshake at that address has failed. The port of an address where the device was reached
-// is used before the port of an announced address, because an announcement may be replayed.
+// port is not known, or if a handshake at that address failed recently. known: the addresses where the device was
+// reached. The port of a known address is preferred to the port of an announced address, because a stranger may replay
+// an announcement.
 std::optional<PeerAddress> SuggestedAddress(const ReactorContext& context, const std::string& networkId,
                                             std::vector<PeerAddress> known)
 {
@@ -103,8 +104,8 @@ std::vector<Route> RoutesTo(const ReactorContext& context, const std::string& ne
         }
     };
     add(first, std::chrono::milliseconds(0));
-    // An address that has worked before is tried after ANNOUNCED_AHEAD at the latest, however many addresses are
-    // announced. Otherwise replayed announcements could delay it.
+    // An address that has worked before is tried after ANNOUNCED_AHEAD at the latest. Without this rule, a stranger who
+    // replays many announcements could delay that attempt.
     for (Route& route : routes) {
         route.after = contains(reached, route.where) ? std::min(route.after, ANNOUNCED_AHEAD) : route.after;
     }

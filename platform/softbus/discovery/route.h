@@ -9,17 +9,17 @@
 
 namespace Vexo::SoftBus {
 
-// Announced addresses are tried first. An address where the device was reached before is tried this long after the
-// first of them. If such an address is also announced, it may be tried earlier.
+// Announced addresses are tried first. Addresses where the device was reached before follow this long after the first
+// announced address. An address that is announced and was also reached before is tried within this time.
 inline constexpr std::chrono::milliseconds ANNOUNCED_AHEAD{300};
 
 // Returns the addresses at which to try a device, in this order:
 // 1. the address from KnownDevices::SuggestHost;
 // 2. the announced addresses, those of the newest announcement first;
 // 3. other addresses where the device was reached before;
-// 4. addresses at which a handshake failed recently (Sightings::IsAvoided). networkId: a full network id, or the
-// beginning of a network id. For a beginning, the result has the addresses of all devices whose network id begins with
-// it.
+// 4. addresses at which a handshake failed recently (Sightings::IsAvoided).
+// networkId: a full network id, or the beginning of one. For a beginning, the result has the addresses of all devices
+// whose network id has that beginning.
 // linkTypes: only addresses of these link types are returned, in the order of the types. Empty: addresses of all types.
 std::vector<Route> RoutesTo(const ReactorContext& context, const std::string& networkId,
                             const std::vector<int32_t>& linkTypes = {});

@@ -40,7 +40,8 @@ std::optional<Trust::TokenOwner> Sightings::OwnerOf(const std::string& transport
     return owner ? owner : ReadOfAnyClock(*tokens, token);
 }
 
-// Reads at most MAX_DISTANT_READS foreign tokens in a minute. Beyond that, returns nullopt.
+// Calls tokens.ReadOfAnyClock. Returns nullopt without that call if MAX_DISTANT_READS such calls have already found no
+// device of the account in the current minute.
 std::optional<Trust::TokenOwner> Sightings::ReadOfAnyClock(const Trust::AnnouncementTokens& tokens,
                                                            const std::string& token)
 {

@@ -26,8 +26,8 @@ inline constexpr std::chrono::minutes SIGHTING_LIFE = 2 * Trust::TOKEN_PERIOD;
 // If a handshake failed at an address, that address is avoided for this long.
 inline constexpr std::chrono::minutes AVOID_TIME{10};
 inline constexpr size_t MAX_AVOIDED = 256;
-// The maximum number of unknown tokens per minute that are passed to AnnouncementTokens::ReadOfAnyClock. The number is
-// limited because that function computes many hashes.
+// The maximum number of calls of AnnouncementTokens::ReadOfAnyClock per minute that find no device of the account. The
+// number is limited because ReadOfAnyClock computes many hashes.
 inline constexpr int MAX_DISTANT_READS = 60;
 
 class Sightings : public NoCopyable {
@@ -44,8 +44,8 @@ public:
     std::string OwnToken(const std::string& transport) const EXCLUDES(mutex_);
     // Returns true if a device of this account made the token, even if the clock of that device is wrong.
     bool IsOurs(const std::string& transport, const std::string& token) EXCLUDES(mutex_);
-    // Returns true if this device made the token. The result is also true if this device's clock was wrong when it made
-    // the token (AnnouncementTokens::ReadOfAnyClock). then: the approximate time at which the token was made.
+    // Returns true if this device made the token, also if this device's clock was wrong at that time
+    // (AnnouncementTokens::ReadOfAnyClock). The parameter then is the approximate time at which the token was made.
     bool IsOwn(const std::string& transport, const std::string& token, WallTime then) EXCLUDES(mutex_);
 
     // Records a new or changed announcement. If announcement is nullopt, records that the announcement has ended.

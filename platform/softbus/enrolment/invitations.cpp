@@ -20,7 +20,7 @@ constexpr size_t MAX_HOLDERS = 16;
 constexpr const char* ANY_IPV4 = "0.0.0.0";
 constexpr const char* ANY_IPV6 = "::";
 
-// The object that Invite returns. Its caller owns the object.
+// The object that SoftBusServer::Invite returns. The caller of Invite owns this object.
 class Handle final : public Invitation, public NoCopyable {
 public:
     explicit Handle(std::shared_ptr<TicketHolder> holder) : holder_(std::move(holder)) {}

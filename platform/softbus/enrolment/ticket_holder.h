@@ -22,8 +22,8 @@
 
 namespace Vexo::SoftBus {
 
-// How many times the holder sends a nonce for one ticket. Each time, a man in the middle has one chance that both
-// devices show the same number. A person who joins needs one or two tries.
+// The maximum number of nonces that the holder sends for one ticket. With each nonce, a man in the middle has one
+// chance that both devices show the same number. An honest joiner needs one or two nonces.
 inline constexpr int MAX_JOIN_TRIES = 20;
 // The maximum number of open links for one ticket.
 inline constexpr size_t MAX_JOIN_LINKS = 8;
@@ -74,7 +74,7 @@ private:
     bool HasEnded() const EXCLUDES(mutex_);  // the phase is ADMITTED or ENDED
 
     // Returns the answer with which a joiner is rejected at once. Returns nullopt if the joiner may continue. key: the
-    // network id of the joiner; empty while it is not known.
+    // network id of the joiner; empty before JOIN_REQUEST has arrived.
     std::optional<JoinAnswer> RefusalOf(const std::string& key) const EXCLUDES(mutex_);
     void OnCommit(const TalkPtr& talk);
     void OnRequest(const TalkPtr& talk);

@@ -26,7 +26,8 @@
 
 namespace Vexo::SoftBus {
 
-// The maximum number of sources that are remembered because a member of the account has connected from there.
+// The maximum number of sources (Transport::SourceOf) that are remembered because a member of the account has connected
+// from there.
 inline constexpr size_t MAX_MEMBER_SOURCES = 256;
 // The maximum size in bytes of the TLS record that contains the ClientHello, including the record header.
 inline constexpr size_t MAX_FIRST_MESSAGE = 4096;
@@ -68,9 +69,9 @@ private:
     using Candidates = std::map<uint64_t, CandidatePtr>;  // in the order of arrival
 
     void WatchDeadlines(SteadyTime first);
-    // Closes old connections to make space for one more. If the source has its maximum number of connections, closes
-    // the oldest connection of this source. room: strangers_ or members_. limit: the maximum number of connections in
-    // room. If room is full, closes its oldest connection.
+    // Closes old connections to make space for a new one: the oldest connection of the source if the source has its
+    // maximum number of connections, and the oldest connection in room if room is full. room: strangers_ or members_.
+    // limit: the maximum number of connections in room.
     void MakeRoom(const std::string& source, const Candidates& room, size_t limit);
     void Refuse(const CandidatePtr& candidate, const std::string& why);
     void Forget(const CandidatePtr& candidate);

@@ -13,8 +13,8 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// Returns the weight of a failure. A dial reports its failed attempt with the largest weight: a refusal before a
-// timeout, and a timeout before a broken connection.
+// Returns the weight of a failure. A dial reports the failed attempt with the largest weight. A refusal weighs more
+// than a timeout, and a timeout more than a closed or broken connection.
 int Weight(LinkEnd end)
 {
     switch (end) {
@@ -283,7 +283,8 @@ void Dial::Wait()
     });
 }
 
-// Records only attempts to reach known devices. Other devices are not listed, and there may be many of them.
+// Records the attempt if the device is known. Attempts to reach unknown devices are not recorded, because the list of
+// nodes shows only known devices, and there may be many unknown devices.
 void Dial::RecordTry(const PeerAddress& where, const std::string& answer)
 {
     const std::string networkId =

@@ -37,8 +37,8 @@ struct Route {
 // failed. To seek means to make the announcement channels listen more intensively.
 inline constexpr std::chrono::milliseconds SEEK_DELAY{300};
 
-// If an attempt over radio fails, a dial that seeks repeats it after this pause, because radio connections fail
-// occasionally. The attempt is not repeated if the device refused the connection.
+// A dial that seeks repeats a failed attempt over radio after this pause, because radio connections fail occasionally.
+// The attempt is not repeated if the device refused the connection.
 inline constexpr std::chrono::milliseconds REPEAT_DELAY{500};
 
 // MAX_ATTEMPTS: how many attempts of one dial run at the same time. MAX_ROUTES: how many addresses one dial tries.

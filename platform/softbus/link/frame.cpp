@@ -47,8 +47,8 @@ bool IsText(const std::string& text)
     return IsUtf8(text) && text.find('\0') == std::string::npos;
 }
 
-// Does the checks that HELLO and OPEN share, after their fields were read. newest: the latest version whose fields this
-// device knows.
+// Checks a HELLO or OPEN after its fields were read: no field may be cut off, the version may not be 0, and in a known
+// version no bytes may follow the last field. newest: the latest version whose fields this device knows.
 Result<void> CheckEnd(const char* what, const FieldReader& reader, uint8_t version, uint8_t newest)
 {
     if (!reader.Good()) {

@@ -398,8 +398,8 @@ void Link::StateHandled()
     }
 }
 
-// If the account has removed the peer, sends the peer only the REMOVED frame and closes the link. A resumed TLS session
-// makes no difference. Returns true if the account has removed the peer.
+// If the account has removed the peer, sends the peer only the REMOVED frame and closes the link, also after a resumed
+// TLS session. Returns true if the account has removed the peer.
 bool Link::RefuseRemoved()
 {
     const std::string removal = guard_ != nullptr ? guard_->RemovalOf(peerNetworkId_) : "";
@@ -468,8 +468,8 @@ void Link::WriteSome()
     } else if (MustWait(failure.sslError)) {
         return;
     } else if (state_ == State::READY) {
-        // The link must still read the bytes that the peer sent before the connection broke, now or after a pause.
-        // After these bytes, the next read detects the broken connection.
+        // Only stop sending. The link must still read the bytes that the peer sent before the connection broke, now or
+        // when reading resumes. The read after these bytes detects the broken connection.
         queue_.Close();
         lock.Lock();
         writing_ = {};
@@ -481,7 +481,7 @@ void Link::WriteSome()
     }
 }
 
-// Writes at most that many chunks of the queue. failure: set if the result is FAILED.
+// Writes chunks from the queue to the socket. most: the maximum number of chunks. failure: set if the result is FAILED.
 Link::Progress Link::WriteChunks(int most, TlsFailure& failure)
 {
     for (int chunks = 0;;) {

@@ -67,7 +67,8 @@ public:
     virtual void OnFrame(FrameKind kind, std::string payload) = 0;
     // Called when the LinkGuard has finished asynchronous work for this link, such as the adoption of a STATE.
     virtual void OnStateHandled() {}
-    // Called when the link has ended. No other call of the owner follows. Not called after Close or Abort.
+    // Called when the link has ended. No function of the owner is called after OnEnded. Not called after Close or
+    // Abort.
     virtual void OnEnded(LinkEnd end, const std::string& why) = 0;
 };
 
@@ -203,7 +204,7 @@ private:
     const std::shared_ptr<const Trust::Preamble> preamble_;
     LinkGuard* const guard_;
 
-    // All members below are used on the reactor thread only.
+    // The members from here to lastReceived_ are used on the reactor thread only.
     std::shared_ptr<void> use_;  // Stream::use; declared before socket_, so released after socket_
     asio::posix::stream_descriptor socket_;
     const size_t maxWriteBytes_;

@@ -54,8 +54,8 @@ void Link::ShutDownTls()
     StartLinger();
 }
 
-// Shuts down sending, and then reads until the peer has closed its side too. If this side closed the socket while it
-// has unread bytes, the kernel would reset the connection, and the peer would lose bytes that it has not read yet.
+// Shuts down sending, and then reads until the peer has closed its side too. If this side closed the socket with unread
+// bytes in it, the kernel would reset the connection, and the peer would lose bytes that the peer has not read yet.
 void Link::StartLinger()
 {
     state_ = State::LINGERING;
@@ -125,7 +125,8 @@ void Link::End(LinkEnd end, const std::string& why)
     const std::shared_ptr<LinkOwner> owner = std::move(owner_);
     owner_.reset();
     if (end == LinkEnd::REFUSED && state_ != State::ENDED) {
-        // OpenSSL has sent an alert with the reason. Wait until the peer has received it.
+        // OpenSSL may have sent a TLS alert with the reason. Keep the connection open until the peer has closed its
+        // side, so that the peer receives the alert.
         queue_.Close();
         ReleaseTls();
         SetDeadline(CLOSE_LIMIT);

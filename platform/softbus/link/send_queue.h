@@ -31,7 +31,7 @@ public:
     void Close() EXCLUDES(mutex_);
 
     // Removes one or more whole frames from the queue. bytes: receives the frames, ready to be written. Returns false
-    // if the queue is empty. After that, the next call that adds a frame returns QUEUED_WAKE.
+    // if the queue is empty; the next call that adds a frame then returns QUEUED_WAKE.
     bool Take(std::string& bytes) EXCLUDES(mutex_);
     // Call when bytes from Take were written to the socket. bytes: the number of written bytes.
     void Sent(size_t bytes) EXCLUDES(mutex_);

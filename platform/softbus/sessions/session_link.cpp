@@ -38,7 +38,8 @@ Sessions::SessionLink::SessionLink(Sessions& sessions, SessionPtr session)
 {
 }
 
-// Each stage of a session uses timer_ for one purpose only. StartTimer cancels the wait that it replaces.
+// Starts timer_, and cancels the earlier wait of timer_. The earlier wait is not needed any more, because each stage of
+// a session uses timer_ for one purpose only.
 template <typename Action>
 void Sessions::SessionLink::StartTimer(SteadyTime when, Action action)
 {
@@ -240,7 +241,7 @@ void Sessions::SessionLink::Pace()
     link_->PauseReading();
     paceTimer_.expires_after(MESSAGE_PAUSE);
     paceTimer_.async_wait([self = shared_from_this()](const asio::error_code& error) {
-        // Without room, reading resumes when the callbacks have returned.
+        // If HasRoom() is false, reading resumes when the callbacks have handled enough bytes.
         if (!error && self->link_ && self->session_->HasRoom()) {
             self->link_->ResumeReading();
         }
@@ -309,9 +310,9 @@ void Sessions::SessionLink::OnEnded(LinkEnd end, const std::string& why)
     ReportResult(ResultOf(end));
 }
 
-// Call when the peer has closed the link while the session was opening. If the link used outdated link keys, the peer
-// sends its account state before it closes the link. In that case this function returns true, and dials again when that
-// state is adopted. Both dials together have one time limit. In any other case, returns false.
+// Call when the peer has closed the link while the session was opening. If this device uses an outdated link key, the
+// peer sends its account state before the peer closes the link. In this case, the function dials again when this device
+// has adopted that state, and returns true. Both dials together have one time limit. In any other case, returns false.
 bool Sessions::SessionLink::DialAgain()
 {
     StateExchange* const exchange = sessions_.context_.exchange;

@@ -134,7 +134,8 @@ public:
     SessionPtr Remove(int id) EXCLUDES(mutex_);
     // Returns the number of sessions that the peer has opened.
     size_t InboundCount(const std::string& peerNetworkId) const EXCLUDES(mutex_);
-    // Returns the sessions that use this side's session server serverName. Empty: returns all sessions.
+    // Returns the sessions that use this side's session server serverName. If serverName is empty, returns all
+    // sessions.
     std::vector<SessionPtr> List(const std::string& serverName = {}) const EXCLUDES(mutex_);
 
 private:

@@ -37,7 +37,7 @@ inline constexpr std::chrono::microseconds OPENED_DELAY{1100};
 inline constexpr std::chrono::milliseconds PING_PAUSE{2000};
 inline constexpr std::chrono::milliseconds SILENCE_LIMIT{6000};
 // A session delivers at most MESSAGE_BURST messages at once, and then one more each MESSAGE_INTERVAL. If the peer sends
-// more, reading pauses for MESSAGE_PAUSE. Each message is work for the service, so a peer without this limit could keep
+// more, reading pauses for MESSAGE_PAUSE. Each message is work for the service. Without this limit, one peer could keep
 // the processors busy.
 inline constexpr int MESSAGE_BURST = 2048;
 inline constexpr std::chrono::microseconds MESSAGE_INTERVAL{500};

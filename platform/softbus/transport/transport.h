@@ -40,14 +40,14 @@ struct Stream {
 };
 
 // Limits for inbound connections whose client has not proved yet that it has the account's link key (link/admission.h).
-// time: how long the proof may take. The other members: how many such connections may exist.
+// The member time limits how long the proof may take. The other members limit the number of such connections.
 struct AdmissionLimits {
     std::chrono::milliseconds time{2000};
     size_t connections = 1024;
     size_t ofSource = 128;  // connections from one source (Transport::SourceOf)
-    // How many such connections may exist from sources from which a member of the account has connected before.
-    // AdmissionLimits::connections then limits only the other sources. 0: AdmissionLimits::connections limits all
-    // sources together.
+    // The maximum number of connections that have no proof yet and come from a source from which a member of the
+    // account has connected before. If ofMembers is 0, AdmissionLimits::connections limits the connections from all
+    // sources, otherwise only those from other sources.
     size_t ofMembers = 512;
 };
 

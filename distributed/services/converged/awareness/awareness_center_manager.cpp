@@ -154,7 +154,7 @@ void AwarenessCenterManager::HandleCommonEventServiceRemoved()
 {
     if (const std::shared_ptr<SystemAwareness> source = Source(); source != nullptr) {
         source->UnSubscribe();
-        // The text is the same as in HandleCommonEventServiceAdded, so the log does not show which handler ran.
+        // HandleCommonEventServiceAdded writes the same log line, so the log does not show which handler ran.
         NETMGR_EXT_LOGI(" HandleCommonEventServiceAdded Subscribe.");
     }
 }

@@ -26,8 +26,8 @@ int32_t ConfigurationCenterManager::InitConfigurationCenter()
     auto parser = std::make_shared<ConfigurationParser>();
     const bool isLoaded = parser->LoadConfiguration();
     {
-        // The parser is stored only after it was filled, because other threads read it from now on. The parser is
-        // stored also if loading the files failed.
+        // Other threads can read the parser as soon as it is stored, so it is stored only after LoadConfiguration has
+        // filled it. A parser is stored even if LoadConfiguration failed.
         const MutexLock guard(parserMutex_);
         parser_.swap(parser);
     }

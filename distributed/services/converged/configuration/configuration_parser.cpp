@@ -32,7 +32,8 @@ bool ConfigurationParser::LoadConfiguration()
         NETMGR_EXT_LOGE(" Load scenario config failed.");
         return false;
     }
-    // The loader takes its pointer by value, so both documents are still null. Therefore both parse functions fail.
+    // LoadJsonObjFromTarselPath takes the cJSON pointer by value, so deviceJson and scenarioJson are still null.
+    // Therefore both parse functions fail.
     bool isParsed = true;
     if (!ParseDeviceConfig(deviceJson.get())) {
         NETMGR_EXT_LOGE(" Parse device config failed.");

@@ -72,8 +72,8 @@ bool GetNode(const cJSON* jsonObj, const std::string& key, int type, cJSON** val
 // Returns the parsed document. For invalid JSON, returns null and logs the text from the position of the error.
 cJSON* Parse(const std::string& text)
 {
-    // cJSON_GetErrorPtr is shared by all threads. cJSON_ParseWithOpts stores the position of an error in the variable
-    // end.
+    // cJSON_ParseWithOpts stores the position of an error in the variable end. Do not use cJSON_GetErrorPtr: it returns
+    // the position of the latest error on any thread.
     const char* end = nullptr;
     cJSON* document = cJSON_ParseWithOpts(text.c_str(), &end, false);
     if (document == nullptr && end != nullptr) {

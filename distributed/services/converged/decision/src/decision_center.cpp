@@ -21,8 +21,8 @@ constexpr int32_t LISTENED_EVENTS = AWARE_EVENT_SCREEN_STATE | AWARE_EVENT_CONNE
 constexpr const char* CLOSE_NET_SHARE_TASK = "CloseNetShare";
 constexpr const char* DEFAULT_DEVICE_TYPE = "default";
 
-// The file and the line that a diagnosis of the event runner shows for the scheduled closing. They are fixed, and do
-// not name this source file.
+// The file, function and line that log lines of the event runner show for the scheduled closing. They are constants and
+// do not name this source file.
 const AppExecFwk::Caller CLOSE_NET_SHARE_CALLER{
     "foundation/communication/netmanager_plugins/network_connectivity_ext/distributed/services/converged/decision/src/"
     "decision_center",
@@ -150,7 +150,7 @@ void DecisionCenter::HandleWifiConnectionChanged(bool isConnected)
     isWifiConnected_ = isConnected;
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is fixed
+// NOLINTNEXTLINE(performance-unnecessary-value-param): this class's interface takes deviceType by value
 bool DecisionCenter::GetDeviceParameter(std::string deviceType, int& netOffTime, bool& isUseNetwork,
                                         bool& isProvideNetwork)
 {
