@@ -31,7 +31,7 @@ void WriteKnownDevices(const Device& laptop, const std::vector<std::string>& net
     const Trust::Identity identity = std::move(Trust::LoadIdentity(laptop.Identity()).value());
     SoftBus::KnownDevices devices;
     devices.UseFile(laptop.StateDir() / SoftBus::KNOWN_DEVICES_FILE,
-                    Trust::NetworkIdOf(X509_get0_pubkey(identity.accountCertificate.get())));
+                    Trust::NetworkIdOf(identity.accountCertificate.get()));
     for (size_t i = 0; i < networkIds.size(); ++i) {
         SoftBus::Hello hello;
         hello.deviceId = networkIds[i];

@@ -148,8 +148,7 @@ Result<void> Server::Begin(const Trust::Identity& identity)
         return prepared;
     }
     if (!options_.knownDevicesFile.empty()) {
-        context_.devices.UseFile(options_.knownDevicesFile,
-                                 Trust::NetworkIdOf(X509_get0_pubkey(identity.accountCertificate.get())));
+        context_.devices.UseFile(options_.knownDevicesFile, Trust::NetworkIdOf(identity.accountCertificate.get()));
     }
     {
         MutexLock stopLock(stopMutex_);

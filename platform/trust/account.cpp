@@ -72,7 +72,7 @@ Result<Certificate> EnsureAccountCertificate(const std::filesystem::path& folder
 Result<LinkKeyRecord> EnsureLinkKeys(const std::filesystem::path& folder, X509* account)
 {
     const std::filesystem::path file = folder / LINK_KEY_FILE;
-    const std::string accountId = NetworkIdOf(X509_get0_pubkey(account));
+    const std::string accountId = NetworkIdOf(account);
     if (const auto state = ReadStateFile(folder, account)) {
         return RecordOf(state.value()->State().linkKeys, accountId);
     }

@@ -98,7 +98,7 @@ Member SelfOf(const Identity& identity, const Clock& clock)
 
 AccountState FirstState(X509* account, const LinkKeys& linkKeys, const Member& holder)
 {
-    return {.account = NetworkIdOf(X509_get0_pubkey(account)),
+    return {.account = NetworkIdOf(account),
             .holder = holder.networkId,
             .accountCertificate = CertificateToPem(account),
             .members = {holder},

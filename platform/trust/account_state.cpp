@@ -231,7 +231,7 @@ Result<SignedStatePtr> OpenState(std::string bytes, X509* account)
                     payload.error().message);
     }
     AccountState& state = payload.value().state;
-    if (state.account != NetworkIdOf(X509_get0_pubkey(account))) {
+    if (state.account != NetworkIdOf(account)) {
         return Fail(ErrorCode::UNTRUSTED, std::string(WHAT) + " is another account's");
     }
     if (auto checked = CheckAccountCertificate(state.accountCertificate, account); !checked) {

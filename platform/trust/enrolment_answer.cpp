@@ -216,7 +216,7 @@ Result<EnrolmentAnswer> ParseAnswer(const std::string& json)
     if (!device || !account) {
         return Damaged();
     }
-    if (payload.value().linkKeys.account != NetworkIdOf(X509_get0_pubkey(account.value().get()))) {
+    if (payload.value().linkKeys.account != NetworkIdOf(account.value().get())) {
         ERR_clear_error();
         return Fail(ErrorCode::UNTRUSTED, std::string("the answer's link keys are of another account") + ADMIT_AGAIN);
     }

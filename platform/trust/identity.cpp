@@ -107,7 +107,7 @@ Result<std::optional<LinkKeys>> LoadLinkKeys(const std::filesystem::path& folder
     if (!record) {
         return Failure(record.error());
     }
-    if (record.value().account != NetworkIdOf(X509_get0_pubkey(account))) {
+    if (record.value().account != NetworkIdOf(account)) {
         return Fail(ErrorCode::UNTRUSTED,
                     file.string() + ": of another account than " + ACCOUNT_CERTIFICATE_FILE + DOCTOR_KNOWS);
     }
@@ -195,10 +195,11 @@ void OpenSslDeleter::operator()(X509* certificate) const noexcept
     X509_free(certificate);
 }
 
-std::string NetworkIdOf(EVP_PKEY* key)
+namespace {
+
+// Frees encoded. length: of encoded, in bytes; not positive if OpenSSL could not encode.
+std::string NetworkIdOf(unsigned char* encoded, int length)
 {
-    unsigned char* encoded = nullptr;
-    const int length = i2d_PUBKEY(key, &encoded);
     if (length <= 0) {
         return "";
     }
@@ -206,6 +207,23 @@ std::string NetworkIdOf(EVP_PKEY* key)
     SHA256(encoded, static_cast<size_t>(length), digest.data());
     OPENSSL_free(encoded);
     return HexOf(digest);
+}
+
+}  // namespace
+
+std::string NetworkIdOf(EVP_PKEY* key)
+{
+    unsigned char* encoded = nullptr;
+    const int length = i2d_PUBKEY(key, &encoded);
+    return NetworkIdOf(encoded, length);
+}
+
+std::string NetworkIdOf(X509* certificate)
+{
+    // Copies the encoded key of the certificate. i2d_PUBKEY would search the encoders of all key types.
+    unsigned char* encoded = nullptr;
+    const int length = i2d_X509_PUBKEY(X509_get_X509_PUBKEY(certificate), &encoded);
+    return NetworkIdOf(encoded, length);
 }
 
 std::chrono::system_clock::time_point Identity::CertificateExpiry() const

@@ -68,7 +68,9 @@ struct Identity {
 // process writes to the folder.
 [[nodiscard]] Result<Identity> LoadIdentity(const std::filesystem::path& folder);
 
-// Returns the network id of a public key: 64 lower-case hex characters.
+// Return the network id of a public key, or of the public key of a certificate: 64 lower-case hex characters. An empty
+// string if OpenSSL fails.
 std::string NetworkIdOf(EVP_PKEY* key);
+std::string NetworkIdOf(X509* certificate);
 
 }  // namespace Vexo::Trust

@@ -94,7 +94,7 @@ bool CanUse(const Result<LinkKeyRecord>& linkKeys, const std::filesystem::path& 
 {
     const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
     (void)OpenSslReason();
-    return linkKeys && (!account || linkKeys.value().account == NetworkIdOf(X509_get0_pubkey(account.value().get())));
+    return linkKeys && (!account || linkKeys.value().account == NetworkIdOf(account.value().get()));
 }
 
 // Returns advice with the commands that give the device its missing certificate or link key. The commands first rename

@@ -2,12 +2,12 @@
 
 #include <openssl/err.h>
 
-#include <map>
+#include <optional>
 #include <string_view>
 #include <utility>
 
-#include "platform/base/mutex.h"
 #include "platform/trust/openssl_util.h"
+#include "platform/trust/peer_psks.h"
 
 namespace Vexo::Trust {
 
@@ -16,7 +16,6 @@ namespace {
 constexpr const char* CIPHERS = "TLS_AES_128_GCM_SHA256:TLS_CHACHA20_POLY1305_SHA256:TLS_AES_256_GCM_SHA384";
 constexpr const char* GROUPS = "X25519:P-256";
 constexpr unsigned char SESSION_CONTEXT[] = "distnet-link";
-constexpr size_t MAX_TICKETS = 256;  // the largest number of stored session tickets, one for each peer
 
 constexpr const char* TICKET_CIPHER = "TLS_AES_128_GCM_SHA256";
 constexpr unsigned char TICKET_CIPHER_ID[] = {0x13, 0x01};  // RFC 8446, B.4
@@ -28,14 +27,10 @@ struct ContextDeleter {
 };
 using ContextPtr = std::unique_ptr<SSL_CTX, ContextDeleter>;
 
-struct SessionDeleter {
-    void operator()(SSL_SESSION* session) const noexcept { SSL_SESSION_free(session); }
-};
-using SessionPtr = std::unique_ptr<SSL_SESSION, SessionDeleter>;
-
 // The device that a client connection wants to reach. The SSL object stores this value as application data.
 struct WantedPeer {
     std::string networkId;
+    std::optional<PeerPsk> psk = {};
 };
 
 void FreeWantedPeer(void* /*parent*/, void* peer, CRYPTO_EX_DATA* /*data*/, int /*index*/, long /*number*/,
@@ -64,13 +59,16 @@ ContextPtr MakeContext(const SSL_METHOD* method, const char* ciphers)
     SSL_CTX_set_mode(context.get(),
                      SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
     SSL_CTX_set_options(context.get(), SSL_OP_NO_COMPRESSION);
+    SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_OFF);
+    SSL_CTX_set_num_tickets(context.get(), 0);
     return context;
 }
 
-std::string PeerNetworkId(const SSL* ssl)
+// Returns true if the client may offer its pre-shared key, which works with SHA-256 only. digest: the hash of the
+// cipher that the server chose with a HelloRetryRequest, else null.
+bool IsUsableWith(const EVP_MD* digest)
 {
-    const Certificate certificate(SSL_get1_peer_certificate(ssl));
-    return certificate ? NetworkIdOf(X509_get0_pubkey(certificate.get())) : "";
+    return digest == nullptr || EVP_MD_get_type(digest) == NID_sha256;
 }
 
 SslPtr ServerOf(SSL_CTX* context)
@@ -96,11 +94,8 @@ public:
         if (!context->client_ || !context->server_ || !context->account_) {
             return Fail(ErrorCode::SYSTEM, "TLS could not be set up: " + OpenSslReason());
         }
-        SSL_CTX_set_session_cache_mode(context->client_.get(), SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
-        SSL_CTX_sess_set_new_cb(context->client_.get(), KeepTicket);
-        // A session ticket contains the whole state of its session, so the server need not store sessions.
-        SSL_CTX_set_session_cache_mode(context->server_.get(), SSL_SESS_CACHE_OFF);
-        SSL_CTX_set_num_tickets(context->server_.get(), 1);
+        SSL_CTX_set_psk_use_session_callback(context->client_.get(), OfferPsk);
+        SSL_CTX_set_psk_find_session_callback(context->server_.get(), FindPsk);
         return std::shared_ptr<TlsContext>(std::move(context));
     }
 
@@ -111,14 +106,11 @@ public:
             return nullptr;
         }
         SSL_set_connect_state(ssl.get());
-        auto wanted = std::make_unique<WantedPeer>(WantedPeer{peerNetworkId});
+        auto wanted = std::make_unique<WantedPeer>(WantedPeer{peerNetworkId, offered_.TakeNewestFor(peerNetworkId)});
         if (SSL_set_ex_data(ssl.get(), WantedPeerIndex(), wanted.get()) != 1) {
             return nullptr;
         }
         (void)wanted.release();  // the SSL object owns it now
-        if (const SessionPtr ticket = TakeTicket(peerNetworkId)) {
-            SSL_set_session(ssl.get(), ticket.get());
-        }
         return ssl;
     }
 
@@ -130,8 +122,9 @@ public:
         if (!certificate || SSL_get_verify_result(ssl) != X509_V_OK) {
             return Fail(ErrorCode::UNTRUSTED, "peer sent no certificate of this account");
         }
-        // A full handshake with this context has checked the signature and the validity periods. Only the validity
-        // periods are checked again here, because a session may be resumed after a certificate expired.
+        // A handshake with certificates has checked the signature and the validity periods. OpenSSL reports a handshake
+        // with a pre-shared key as a resumed session. Only the validity periods are checked again here, because the
+        // certificates may have expired since the pre-shared key was stored.
         if (SSL_session_reused(ssl) == 1) {
             if (auto valid = VerifyValidNow(certificate.get()); !valid) {
                 return Failure(std::move(valid).error());
@@ -140,7 +133,7 @@ public:
                 return Fail(valid.error().code, "the account's " + valid.error().message);
             }
         }
-        std::string networkId = NetworkIdOf(X509_get0_pubkey(certificate.get()));
+        std::string networkId = NetworkIdOf(certificate.get());
         if (networkId.empty()) {
             return Fail(ErrorCode::SYSTEM, "peer's certificate has no usable key: " + OpenSslReason());
         }
@@ -165,10 +158,17 @@ public:
         return error == 0 ? "the peer closed the connection" : reason;
     }
 
+    void RememberPeer(SSL* ssl, const std::string& peerNetworkId) override
+    {
+        if (std::optional<PeerPsk> psk = DerivePsk(ssl)) {
+            (SSL_is_server(ssl) == 1 ? accepted_ : offered_).Add(peerNetworkId, std::move(*psk));
+        }
+    }
+
     void Forget(const std::string& peerNetworkId) override
     {
-        const MutexLock lock(mutex_);
-        tickets_.erase(peerNetworkId);
+        offered_.Forget(peerNetworkId);
+        accepted_.Forget(peerNetworkId);
     }
 
 private:
@@ -184,39 +184,33 @@ private:
         return context;
     }
 
-    // OpenSSL calls this function when the server has sent a session ticket. The return value 1 means that this
-    // function owns the session now.
-    static int KeepTicket(SSL* ssl, SSL_SESSION* session)
+    // OpenSSL calls OfferPsk for the pre-shared key that a client offers, and FindPsk for the one that a server was
+    // offered. OpenSSL owns the session that they return. If they return null, the handshake uses certificates.
+    static int OfferPsk(SSL* ssl, const EVP_MD* digest, const unsigned char** identity, size_t* identityBytes,
+                        SSL_SESSION** session)
     {
-        auto* self = static_cast<OpenSslTlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
-        const std::string networkId = PeerNetworkId(ssl);
-        SessionPtr previous(session);  // destroyed after the mutex is released
-        const MutexLock lock(self->mutex_);
-        if (!networkId.empty() && (self->tickets_.size() < MAX_TICKETS || self->tickets_.contains(networkId))) {
-            self->tickets_[networkId].swap(previous);
+        const auto* wanted = static_cast<const WantedPeer*>(SSL_get_ex_data(ssl, WantedPeerIndex()));
+        *session = nullptr;
+        if (wanted != nullptr && wanted->psk && IsUsableWith(digest)) {
+            *identity = reinterpret_cast<const unsigned char*>(wanted->psk->identity.data());
+            *identityBytes = wanted->psk->identity.size();
+            *session = SSL_SESSION_dup(wanted->psk->session.get());
         }
         return 1;
     }
 
-    // Removes the session ticket for a peer from the cache and returns it, or null when there is none. A ticket is used
-    // only once (RFC 8446, appendix C.4). The resumed session brings the next ticket.
-    SessionPtr TakeTicket(const std::string& networkId)
+    static int FindPsk(SSL* ssl, const unsigned char* identity, size_t identityBytes, SSL_SESSION** session)
     {
-        const MutexLock lock(mutex_);
-        const auto it = tickets_.find(networkId);
-        if (it == tickets_.end()) {
-            return nullptr;
-        }
-        SessionPtr ticket = std::move(it->second);
-        tickets_.erase(it);
-        return ticket;
+        auto* self = static_cast<OpenSslTlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
+        *session = self->accepted_.Take({reinterpret_cast<const char*>(identity), identityBytes}).release();
+        return 1;
     }
 
     ContextPtr client_;
     ContextPtr server_;
     Certificate account_;
-    Mutex mutex_;
-    std::map<std::string, SessionPtr> tickets_ GUARDED_BY(mutex_);  // the key is the peer's network id
+    PeerPsks offered_;   // for connections that this device opens
+    PeerPsks accepted_;  // for connections that a peer opens
 };
 
 class TicketTlsContext final : public TlsContext {
@@ -233,11 +227,9 @@ public:
         }
         for (SSL_CTX* const each : {context->client_.get(), context->server_.get()}) {
             SSL_CTX_set_app_data(each, context.get());  // with this pointer, OfferKey and FindKey find this object
-            SSL_CTX_set_session_cache_mode(each, SSL_SESS_CACHE_OFF);
         }
         SSL_CTX_set_psk_use_session_callback(context->client_.get(), OfferKey);
         SSL_CTX_set_psk_find_session_callback(context->server_.get(), FindKey);
-        SSL_CTX_set_num_tickets(context->server_.get(), 0);
         return std::shared_ptr<TlsContext>(std::move(context));
     }
 
@@ -268,6 +260,7 @@ public:
         return error == 0 ? "the peer closed the connection" : reason;
     }
 
+    void RememberPeer(SSL* /*ssl*/, const std::string& /*peerNetworkId*/) override {}
     void Forget(const std::string& /*peerNetworkId*/) override {}
 
 private:
@@ -291,9 +284,7 @@ private:
                         SSL_SESSION** session)
     {
         *session = nullptr;
-        // If the server chose a cipher with a HelloRetryRequest, the parameter digest is the hash of that cipher.
-        // Otherwise digest is null. The pre-shared key works with SHA-256 only.
-        if (digest == nullptr || EVP_MD_get_type(digest) == NID_sha256) {
+        if (IsUsableWith(digest)) {
             *identity = reinterpret_cast<const unsigned char*>(TICKET_IDENTITY.data());
             *identityBytes = TICKET_IDENTITY.size();
             *session = CopyOfKey(ssl);

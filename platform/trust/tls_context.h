@@ -1,8 +1,7 @@
 // TlsContext: TLS 1.3 (RFC 8446) with devices of the same account only. Both sides present a certificate. Each
-// certificate must be signed by the account's key and must be valid now. A device may resume an earlier session with
-// the same peer, by a TLS session ticket. The validity periods of the peer's and the account's certificates are then
-// checked again. A TlsContext does not change after its creation, except for the cache of session tickets, which has
-// its own lock. Thread-safe.
+// certificate must be signed by the account's key and must be valid now. Two devices that have met may use a pre-shared
+// key of their last connection instead (peer_psks.h). The validity periods of the peer's and the account's certificates
+// are then checked again. A TlsContext does not change after its creation, except for the pre-shared keys. Thread-safe.
 #pragma once
 
 #include <openssl/ssl.h>
@@ -33,12 +32,12 @@ public:
     [[nodiscard]] static Result<std::shared_ptr<TlsContext>> Make(const Identity& identity);
     // Returns a context for the connection over which a device joins an account by ticket. Both sides prove that they
     // know the ticket's secret, which is a pre-shared key with an ephemeral key exchange (RFC 8446, 2.2). Neither side
-    // has a certificate. Sessions cannot be resumed.
+    // has a certificate. RememberPeer does nothing.
     [[nodiscard]] static Result<std::shared_ptr<TlsContext>> MakeForTicket(const Ticket& ticket);
     virtual ~TlsContext() = default;
 
     // NewClient and NewServer return a TLS object for one connection, or null only when memory is short. NewClient
-    // offers the session ticket of an earlier connection to the same device.
+    // offers a pre-shared key of an earlier connection to the same device.
     // peerNetworkId: the device that must answer. Empty: any device may answer.
     virtual SslPtr NewClient(const std::string& peerNetworkId) = 0;
     virtual SslPtr NewServer() = 0;
@@ -51,7 +50,10 @@ public:
     // Returns the reason why a TLS handshake failed, for a log line, such as "peer sent no certificate", or OpenSSL's
     // reason. Call this function right after the call that failed, on the same thread.
     virtual std::string DescribeFailure(SSL* ssl) = 0;
-    // Deletes the stored TLS session ticket for that peer.
+    // Stores a pre-shared key for the next connection with that peer in the same direction. Call this function on both
+    // ends, after VerifiedPeer and only if the peer may connect again.
+    virtual void RememberPeer(SSL* ssl, const std::string& peerNetworkId) = 0;
+    // Deletes the pre-shared keys for that peer.
     virtual void Forget(const std::string& peerNetworkId) = 0;
 
 protected:

@@ -1,7 +1,7 @@
 """A device that speaks the link protocol, written in Python from docs/link.md alone, for both sides of a connection.
 
 It is created from the state folder of an enrolled device. A call that waits too long raises TimeoutError. The device sends
-no PING, so its sessions must not be idle for 6 s.
+no PING, so its sessions must not be idle for 6 s. It uses no pre-shared keys, so each of its handshakes has certificates.
 """
 
 import contextlib
@@ -160,7 +160,7 @@ class Device:
         self.device_id = (identity / "device.id").read_text().strip()
         self.network_id = network_id(ssl.PEM_cert_to_DER_cert((identity / "device.crt").read_text()))
         self.dialling, self.listening = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT), ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-        self.dialling.check_hostname, self.listening.num_tickets = False, 1
+        self.dialling.check_hostname, self.listening.num_tickets = False, 0
         for context in self.dialling, self.listening:
             context.minimum_version, context.verify_mode = ssl.TLSVersion.TLSv1_3, ssl.CERT_REQUIRED
             context.load_cert_chain(identity / "device.crt", identity / "device.key")
@@ -177,18 +177,18 @@ class Device:
         return frame(HELLO, struct.pack("<BHq", 2, 2, time.time_ns() // 10**6) + text(self.device_id) + text(self.name) + b"\0" +
                      struct.pack("<Q", self.state_number) + self.state_digest)
 
-    def dial(self, address, *frames, session=None):
-        """Connects and sends the first frames. session: the TLS session of an earlier link, to resume. Returns the link."""
-        link = Link(socket.create_connection(address.rsplit(":", 1), TIMEOUT), self.dialling, session=session)
+    def dial(self, address, *frames):
+        """Connects and sends the first frames. Returns the link."""
+        link = Link(socket.create_connection(address.rsplit(":", 1), TIMEOUT), self.dialling)
         challenge, first_message = read_exactly(link.socket.recv, 16), link.begin(link.tls.do_handshake)
         link.socket.sendall(prove(self.link_key, challenge, first_message) + first_message)
         link.complete(link.tls.do_handshake)
         link.send(*frames)
         return link
 
-    def greet(self, address, session=None):
+    def greet(self, address):
         """Exchanges HELLO frames and closes the link. Returns the closed link and the HELLO of the other side."""
-        link = self.dial(address, self.hello(), session=session)
+        link = self.dial(address, self.hello())
         hello = link.expect(HELLO)
         if self.state_number > struct.unpack("<Q", hello[-16:-8])[0]:
             link.send(frame(STATE, self.state))

@@ -251,6 +251,10 @@ void Link::HandshakeDone()
     if (RefuseRemoved()) {
         return;
     }
+    {
+        const MutexLock lock(tlsMutex_);
+        tls_->RememberPeer(ssl_.get(), peerNetworkId_);
+    }
     const std::shared_ptr<LinkOwner> owner = owner_;
     owner->OnReady();
     if (state_ == State::READY || state_ == State::CLOSING) {
@@ -398,8 +402,8 @@ void Link::StateHandled()
     }
 }
 
-// If the account has removed the peer, sends the peer only the REMOVED frame and closes the link, also after a resumed
-// TLS session. Returns true if the account has removed the peer.
+// If the account has removed the peer, sends the peer only the REMOVED frame and closes the link. Returns true if the
+// account has removed the peer.
 bool Link::RefuseRemoved()
 {
     const std::string removal = guard_ != nullptr ? guard_->RemovalOf(peerNetworkId_) : "";
@@ -440,10 +444,11 @@ SendQueue::Pushed Link::Send(FrameKind kind, const void* payload, size_t bytes)
     return pushed;
 }
 
-// Writes the queued frames on this thread. Returns false if the reactor thread must write the rest.
+// Writes the queued frames on this thread. Returns false if the reactor thread must write them, or the rest of them.
 bool Link::WriteNow()
 {
-    if (!tlsMutex_.try_lock()) {
+    // A function that runs on the reactor thread often sends several frames. WriteSome writes them together.
+    if (reactor_.get_executor().running_in_this_thread() || !tlsMutex_.try_lock()) {
         return false;
     }
     TlsFailure failure;

@@ -3,7 +3,7 @@
 //   link key (trust/preamble.h). The link of a server starts after that proof has been checked (admission.h).
 // - A link does the TLS handshake and checks the peer's certificate. It passes each received frame to its owner
 //   (LinkOwner), and sends queued frames.
-// Send may be called on any thread: it writes the frame itself if no other thread uses the connection. All other
+// Send may be called on any thread: outside of the reactor thread it writes the frame itself if it can. All other
 // functions are called on the reactor thread, and the owner's functions too. A link keeps itself and its owner alive
 // while the connection exists. Frames: frame.h. Owners: sessions.h, greeting.h.
 #pragma once
@@ -104,8 +104,9 @@ public:
     // Call when the first frame was accepted. From now on HANDSHAKE_LIMIT does not apply.
     void Established();
 
-    // Writes a frame to the socket, or queues the frame if the socket is full, another thread uses the connection or
-    // the handshake is not done. Thread-safe; does not wait for the socket. The result is the one of SendQueue::Push.
+    // Writes a frame to the socket, or queues the frame if the socket is full, another thread uses the connection, the
+    // handshake is not done or the caller runs on the reactor thread. Thread-safe; does not wait for the socket. The
+    // result is the one of SendQueue::Push.
     SendQueue::Pushed Send(FrameKind kind, const void* payload, size_t bytes);
     SendQueue::Pushed Send(FrameKind kind, const std::string& payload = {})
     {
@@ -191,7 +192,6 @@ private:
     void Discard();
     void EndByTls(const TlsFailure& failure);
     void End(LinkEnd end, const std::string& why);
-    void MarkShutDown();
     void ReleaseTls();
     void Release();
     void SetDeadline(std::chrono::milliseconds limit);

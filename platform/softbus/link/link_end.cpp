@@ -144,9 +144,6 @@ void Link::Release()
     if (state_ == State::ENDED) {
         return;
     }
-    if (state_ != State::PREAMBLE && state_ != State::HANDSHAKE) {
-        MarkShutDown();
-    }
     FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::HANDSHAKE, socket_.native_handle());
     state_ = State::ENDED;
     queue_.Close();
@@ -156,17 +153,6 @@ void Link::Release()
     socket_.close(ignored);
     use_.reset();
     unread_ = {};
-}
-
-// OpenSSL does not resume a TLS session whose connection ended without close_notify. A link detects a cut connection by
-// its frames and does not need close_notify. So this function marks TLS as shut down, and the session ticket of the
-// connection stays usable.
-void Link::MarkShutDown()
-{
-    const MutexLock lock(tlsMutex_);
-    if (ssl_) {
-        SSL_set_shutdown(ssl_.get(), SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
-    }
 }
 
 void Link::ReleaseTls()

@@ -266,11 +266,10 @@ std::string Bare::FirstMessage()
     return message;
 }
 
-void Bare::UseTicketOf(const Bare& other)
+void Bare::UsePskOf(const Bare& other, const std::string& serverNetworkId)
 {
-    SSL_SESSION* const session = SSL_get1_session(other.ssl_.get());
-    SSL_set_session(ssl_.get(), session);
-    SSL_SESSION_free(session);
+    other.context_->RememberPeer(other.ssl_.get(), serverNetworkId);
+    ssl_ = other.context_->NewClient(serverNetworkId);
 }
 
 bool Bare::Handshake()

@@ -155,10 +155,10 @@ public:
     bool WriteRaw(std::string_view bytes);
     // Creates the first TLS message without sending it.
     std::string FirstMessage();
-    // Offers the server the TLS session ticket that another client received. other: that client, which must outlive
-    // this object.
-    void UseTicketOf(const Bare& other);
-    bool IsResumed() const { return SSL_session_reused(ssl_.get()) == 1; }
+    // Offers the server the pre-shared key that another client derived from its connection to the same server. Call
+    // this before Handshake(). other: that client, which must outlive this object.
+    void UsePskOf(const Bare& other, const std::string& serverNetworkId);
+    bool PskWasAccepted() const { return SSL_session_reused(ssl_.get()) == 1; }
     // Reads the challenge, sends the bytes that prove knowledge of the account's link key (or of the ticket), and
     // completes the TLS handshake. Returns false if the TLS handshake fails.
     bool Handshake();

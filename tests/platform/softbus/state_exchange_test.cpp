@@ -257,6 +257,10 @@ TEST_F(StateExchangeTest, RemovedDeviceIsRefusedAndGetsOnlyItsRemoval)
     const Trust::Identity lost = account.Load("phone");
     Bare before(tablet->ListenAddress(), lost);
     ASSERT_TRUE(before.Handshake() && before.Greet());
+    Bare again(tablet->ListenAddress(), lost);
+    again.UsePskOf(before, Tablet());
+    ASSERT_TRUE(again.Handshake() && again.Greet());
+    EXPECT_TRUE(again.PskWasAccepted());
     const int id = phone->OpenSession(NAME, NAME, Tablet(), ByteSession());
     ASSERT_EQ(atPhone.WaitFor(Kind::OPENED, id).result, SOFTBUS_OK);
     const int atTabletsId = atTablet.WaitFor(Kind::OPENED).id;
@@ -273,13 +277,13 @@ TEST_F(StateExchangeTest, RemovedDeviceIsRefusedAndGetsOnlyItsRemoval)
     EXPECT_EQ(phone->OpenSession(NAME, NAME, Tablet(), ByteSession()), SOFTBUS_PEER_REFUSED);
     EXPECT_TRUE(log.Contains("no session with " + ShortId(Tablet()) + ": this device was removed")) << log.Text();
 
-    for (const bool resumes : {false, true}) {
+    for (const bool offersPsk : {false, true}) {
         Bare peer(tablet->ListenAddress(), lost);
-        if (resumes) {
-            peer.UseTicketOf(before);
+        if (offersPsk) {
+            peer.UsePskOf(again, Tablet());
         }
         ASSERT_TRUE(peer.Handshake()) << "its proof is of the previous key";
-        EXPECT_EQ(peer.IsResumed(), resumes);
+        EXPECT_FALSE(peer.PskWasAccepted());
         peer.WriteFrame(FrameKind::HELLO, HelloOf(lost, 0));
         std::string removal;
         EXPECT_EQ(KindsUntilTheEnd(peer, removal), (std::vector{FrameKind::REMOVED, FrameKind::CLOSE}));

@@ -1,7 +1,9 @@
 #include "platform/trust/tls_context.h"
 
+#include "platform/trust/peer_psks.h"
 #include "tests/platform/trust/trust_fixture.h"
 #include "tests/support/eventually.h"
+#include "tests/support/manual_timers.h"
 
 namespace Vexo::Trust::Tests {
 namespace {
@@ -44,10 +46,6 @@ Connection Connect(SslPtr client, const Context& clientContext, const Context& s
         note(clientContext, pair.client.get(), got);
         sent = sent == 1 ? sent : SSL_write(pair.server.get(), &byte, 1);
         note(serverContext, pair.server.get(), sent);
-    }
-    // Marks both ends as shut down, as the soft bus does. Without this mark, OpenSSL would not resume the TLS session.
-    for (SSL* ssl : {pair.client.get(), pair.server.get()}) {
-        SSL_set_shutdown(ssl, SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
     }
     return pair;
 }
@@ -101,29 +99,98 @@ TEST_F(TlsContextTest, WrongDeviceAccountOrProtocolIsRefused)
     EXPECT_EQ(Connect(std::move(older), atLaptop, atPhone).failure, "unsupported protocol");
 }
 
-TEST_F(TlsContextTest, SessionsResumeWithFreshTicketUntilForgotten)
+TEST_F(TlsContextTest, EachPskIsAcceptedOnceUntilForgottenByEitherEnd)
 {
-    const auto resumes = [this] {
-        const Connection connection = Connect(atLaptop, atPhone, phone.networkId);
-        EXPECT_TRUE(connection.done);
+    const auto connect = [this](SslPtr ssl) {
+        Connection connection = Connect(std::move(ssl), atLaptop, atPhone);
+        EXPECT_TRUE(connection.done) << connection.failure;
         EXPECT_STREQ(SSL_get_cipher_name(connection.client.get()), "TLS_AES_128_GCM_SHA256");
         const auto server = atLaptop->VerifiedPeer(connection.client.get());
         EXPECT_EQ(server ? server.value() : server.error().message, phone.networkId);
         const auto client = atPhone->VerifiedPeer(connection.server.get());
         EXPECT_EQ(client ? client.value() : client.error().message, laptop.networkId);
+        EXPECT_EQ(SSL_session_reused(connection.client.get()), SSL_session_reused(connection.server.get()));
+        return connection;
+    };
+    const auto usesPsk = [&] {
+        const Connection connection = connect(atLaptop->NewClient(phone.networkId));
+        atLaptop->RememberPeer(connection.client.get(), phone.networkId);
+        atPhone->RememberPeer(connection.server.get(), laptop.networkId);
         return SSL_session_reused(connection.client.get()) == 1;
     };
-    EXPECT_FALSE(resumes());
-    EXPECT_TRUE(resumes());
-    EXPECT_TRUE(resumes());
-    // This client takes the only session ticket and never uses it.
+    EXPECT_FALSE(usesPsk());
+    EXPECT_TRUE(usesPsk());
+    EXPECT_TRUE(usesPsk()) << "with the key of a connection that used a key";
+    // This client takes the only key and never uses it.
     const SslPtr took = atLaptop->NewClient(phone.networkId);
-    EXPECT_FALSE(resumes());
-    atLaptop->Forget(phone.networkId);
-    EXPECT_FALSE(resumes());
+    EXPECT_FALSE(usesPsk());
+    for (const auto& [end, peer] : {std::pair(atLaptop, phone.networkId), {atPhone, laptop.networkId}}) {
+        EXPECT_TRUE(usesPsk());
+        end->Forget(peer);
+        EXPECT_FALSE(usesPsk());
+    }
+
+    const Connection last = connect(atLaptop->NewClient(phone.networkId));
+    atPhone->RememberPeer(last.server.get(), laptop.networkId);
+    for (const bool isFirst : {true, false}) {
+        atLaptop->RememberPeer(last.client.get(), phone.networkId);
+        EXPECT_EQ(SSL_session_reused(connect(atLaptop->NewClient(phone.networkId)).client.get()), isFirst ? 1 : 0);
+    }
+    // The keys of connections to the phone do not serve for connections from the phone.
+    EXPECT_FALSE(usesPsk());
+    EXPECT_EQ(SSL_session_reused(Connect(atPhone, atLaptop, laptop.networkId).client.get()), 0);
 }
 
-TEST_F(TlsContextTest, ExpiredCertificateOrAccountIsRefusedOnResumption)
+TEST_F(TlsContextTest, WrongPskOfKnownIdentityIsRefused)
+{
+    const Connection first = Connect(atLaptop, atPhone, phone.networkId);
+    ASSERT_TRUE(first.done);
+    atPhone->RememberPeer(first.server.get(), laptop.networkId);
+    static PeerPsk guess;  // a callback of OpenSSL has no context
+    guess = DerivePsk(first.client.get()).value_or(PeerPsk{});
+    const std::string wrong(32, 'k');
+    ASSERT_EQ(SSL_SESSION_set1_master_key(guess.session.get(), reinterpret_cast<const unsigned char*>(wrong.data()),
+                                          wrong.size()),
+              1);
+    SslPtr client = atLaptop->NewClient(phone.networkId);
+    SSL_set_psk_use_session_callback(
+        client.get(), [](SSL*, const EVP_MD*, const unsigned char** identity, size_t* bytes, SSL_SESSION** session) {
+            *identity = reinterpret_cast<const unsigned char*>(guess.identity.data());
+            *bytes = guess.identity.size();
+            *session = SSL_SESSION_dup(guess.session.get());
+            return 1;
+        });
+    EXPECT_EQ(Connect(std::move(client), atLaptop, atPhone).failure, "binder does not verify");
+    guess = {};
+}
+
+TEST_F(TlsContextTest, PsksAreLimitedInNumberAndAge)
+{
+    Vexo::Tests::ManualTimers clock;
+    PeerPsks psks(clock);
+    const auto add = [&](const std::string& networkId, const std::string& identity) {
+        psks.Add(networkId, {identity, SessionPtr(SSL_SESSION_new())});
+    };
+    for (size_t i = 0; i <= PeerPsks::MAX_PER_PEER; ++i) {
+        add("phone", "phone " + std::to_string(i));
+    }
+    EXPECT_FALSE(psks.Take("phone 0")) << "the oldest";
+    EXPECT_TRUE(psks.Take("phone 1"));
+    EXPECT_EQ(psks.TakeNewestFor("phone").value_or(PeerPsk{}).identity,
+              "phone " + std::to_string(PeerPsks::MAX_PER_PEER));
+    for (size_t i = 0; i < PeerPsks::MAX_PSKS; ++i) {
+        add(std::to_string(i), "of " + std::to_string(i));
+    }
+    EXPECT_FALSE(psks.TakeNewestFor("phone"));
+    clock.Advance(PeerPsks::LIFETIME - std::chrono::seconds(1));
+    EXPECT_TRUE(psks.Take("of 0"));
+    add("watch", "late");
+    clock.Advance(std::chrono::seconds(1));
+    EXPECT_FALSE(psks.Take("of 1"));
+    EXPECT_TRUE(psks.Take("late"));
+}
+
+TEST_F(TlsContextTest, ExpiredCertificateOrAccountIsRefusedWithPsk)
 {
     const std::time_t end = std::time(nullptr) + 2;
     Identity tablet = devices.Enrol("tablet");
@@ -142,7 +209,10 @@ TEST_F(TlsContextTest, ExpiredCertificateOrAccountIsRefusedOnResumption)
         {atLaptop, briefAccount, tablet.networkId, briefAccount, "the account's certificate has expired"},
     };
     for (const auto& row : rows) {
-        ASSERT_TRUE(Connect(row.client, row.server, row.wanted).done);
+        const Connection first = Connect(row.client, row.server, row.wanted);
+        ASSERT_TRUE(first.done);
+        row.client->RememberPeer(first.client.get(), row.wanted);
+        row.server->RememberPeer(first.server.get(), row.wanted);
     }
     ASSERT_TRUE(Vexo::Tests::Eventually([&] { return std::time(nullptr) > end; }));
     for (const auto& row : rows) {
