@@ -40,7 +40,7 @@ class PeerPsks : public NoCopyable {
 public:
     // More than one, because connections that are opened at the same time need one PSK each.
     static constexpr size_t MAX_PER_PEER = 4;
-    static constexpr size_t MAX_PSKS = 256;
+    static constexpr size_t MAX_PSKS = 64;
     static constexpr std::chrono::hours LIFETIME{24};
 
     // clock: must outlive the object.
