@@ -14,7 +14,7 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "AccountLink"};
 
 // Returns a text for comparisons: the parts of the identity that the soft bus uses.
-std::string VersionOf(const Trust::Identity& identity)
+std::string IdentityDigestOf(const Trust::Identity& identity)
 {
     const auto seconds = [](auto time) { return std::to_string(time.time_since_epoch().count()); };
     return identity.networkId + identity.accountName + seconds(identity.CertificateExpiry()) +
@@ -190,7 +190,7 @@ void AccountLink::ApplyIdentityChange()
     if (!identity || !identity.value().Enrolled() || identity.value().networkId != known.networkId) {
         return;
     }
-    std::string version = VersionOf(identity.value());
+    std::string version = IdentityDigestOf(identity.value());
     const bool isNewlyRemoved = identity.value().removedAt && !known.removedAt;
     {
         const MutexLock lock(mutex_);
@@ -276,7 +276,7 @@ Result<void> AccountLink::StartAbilities(const Trust::Identity& identity)
     {
         const MutexLock lock(mutex_);
         facts_ = FactsOf(identity, softBus.value());
-        used_ = VersionOf(identity);
+        used_ = IdentityDigestOf(identity);
         deviceManager_ = deviceManager;
         collaboration_ = collaboration.value();
     }

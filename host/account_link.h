@@ -120,7 +120,7 @@ private:
     mutable Mutex mutex_;
     CondVar workEnded_;
     LinkFacts facts_ GUARDED_BY(mutex_);
-    std::string used_ GUARDED_BY(mutex_);  // VersionOf() of the identity that the soft bus uses
+    std::string used_ GUARDED_BY(mutex_);  // IdentityDigestOf() of the identity that the soft bus uses
     sptr<DistributedHardware::DeviceManagerServer> deviceManager_ GUARDED_BY(mutex_);
     sptr<CollaborationFwk::CollaborationServer> collaboration_ GUARDED_BY(mutex_);
     bool isWorking_ GUARDED_BY(mutex_) = false;  // strand_ is running a function

@@ -45,7 +45,7 @@ int32_t AccountRequests::Run(HostInterfaceCode code, MessageParcel& data, Messag
 }
 
 template <typename Value>
-int32_t AccountRequests::Permitted(MessageParcel& reply, std::function<Value()> operation)
+int32_t AccountRequests::RunIfPermitted(MessageParcel& reply, std::function<Value()> operation)
 {
     return AnsweredLater<Value>(reply, [&](IDistNetHost::Answer<Value> answer) {
         rights_->Check([answer = std::move(answer), operation = std::move(operation)](bool isGranted) {
@@ -59,7 +59,7 @@ int32_t AccountRequests::RunInvitation(HostInterfaceCode code, MessageParcel& da
     const pid_t caller = IPCSkeleton::GetCallingPid();
     bool flag = false;
     if (code == HostInterfaceCode::OPEN_INVITATION && data.ReadBool(flag)) {
-        return Permitted<InvitationAnswer>(
+        return RunIfPermitted<InvitationAnswer>(
             reply, [operations = operations_, caller, flag] { return operations->OpenInvitation(caller, flag); });
     }
     uint32_t revision = 0;
@@ -85,7 +85,7 @@ int32_t AccountRequests::RunJoin(HostInterfaceCode code, MessageParcel& data, Me
     std::string ticket;
     std::string deviceName;
     if (code == HostInterfaceCode::START_JOIN && data.ReadString(ticket) && data.ReadString(deviceName)) {
-        return Permitted<JoinAnswer>(reply, [operations = operations_, caller, ticket, deviceName] {
+        return RunIfPermitted<JoinAnswer>(reply, [operations = operations_, caller, ticket, deviceName] {
             return operations->StartJoin(caller, ticket, deviceName);
         });
     }
@@ -137,7 +137,7 @@ int32_t AccountRequests::RunChange(HostInterfaceCode code, MessageParcel& data, 
     } else {
         return WriteFailure(reply, HOST_BAD_REQUEST);
     }
-    return Permitted<ChangeAnswer>(reply, std::move(change));
+    return RunIfPermitted<ChangeAnswer>(reply, std::move(change));
 }
 
 }  // namespace Vexo::Host

@@ -36,7 +36,7 @@ private:
     // If the caller may change the account, runs the operation and sends the operation's result as the answer. If not,
     // refuses the request.
     template <typename Value>
-    int32_t Permitted(MessageParcel& reply, std::function<Value()> operation);
+    int32_t RunIfPermitted(MessageParcel& reply, std::function<Value()> operation);
 
     const std::shared_ptr<AccountOperations> operations_;
     const std::shared_ptr<AccountRights> rights_;

@@ -21,7 +21,7 @@ namespace {
 // How long a scan waits until the reachable devices have reported their DeviceFacts.
 constexpr std::chrono::milliseconds FACTS_LIMIT{1500};
 // A certificate that expires within this time is reported in MembershipStatus::endsSoon.
-constexpr std::chrono::hours ENDS_SOON{24 * 365};
+constexpr std::chrono::hours REPORT_EXPIRY_WITHIN{24 * 365};
 
 size_t EntriesOf(const char* folder)
 {
@@ -98,7 +98,7 @@ MembershipStatus DistNetHost::Membership(const LinkFacts& link) const
     if (link.holdsAccountKey) {
         membership.backup = Trust::LastBackup(facts_.identityFolder);
     }
-    if (link.certificateEnd && *link.certificateEnd < Clock::System().WallNow() + ENDS_SOON) {
+    if (link.certificateEnd && *link.certificateEnd < Clock::System().WallNow() + REPORT_EXPIRY_WITHIN) {
         membership.endsSoon = floor<seconds>(*link.certificateEnd);
     }
     return membership;

@@ -32,10 +32,10 @@ inline constexpr std::chrono::milliseconds AVAHI_CALL_LIMIT{500};
 inline constexpr std::chrono::milliseconds AVAHI_END_LIMIT{300};
 
 // Makes Avahi free one of its objects. Ignores errors, because the object may already be gone. Blocks for Avahi's
-// reply, at most as long as DaemonCalls::CallAtEnd.
+// reply, at most as long as DaemonCalls::CallForCleanUp.
 inline void FreeAvahiObject(DaemonCalls& avahi, const std::string& path, const char* interface)
 {
-    static_cast<void>(avahi.CallAtEnd({AVAHI, path, interface}, "Free"));
+    static_cast<void>(avahi.CallForCleanUp({AVAHI, path, interface}, "Free"));
 }
 
 }  // namespace Vexo::Linux

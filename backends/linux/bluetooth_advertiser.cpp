@@ -72,8 +72,8 @@ Result<BluetoothAdvertiser::Advertisement> BluetoothAdvertiser::Register(const s
 void BluetoothAdvertiser::Unregister(const std::string& adapter, const std::string& path)
 {
     // The error is ignored, because BlueZ reports an error if the advertisement has already ended.
-    static_cast<void>(bluez_.CallAtEnd({BLUEZ, adapter, BLUEZ_ADVERTISING_MANAGER}, "UnregisterAdvertisement",
-                                       sdbus::ObjectPath(path)));
+    static_cast<void>(bluez_.CallForCleanUp({BLUEZ, adapter, BLUEZ_ADVERTISING_MANAGER}, "UnregisterAdvertisement",
+                                            sdbus::ObjectPath(path)));
 }
 
 void BluetoothAdvertiser::OnReleased(const std::string& path)

@@ -83,7 +83,7 @@ private:
     class SeekHandle;
 
     void OnSeekEnded();
-    void OnUnused();
+    void OnRadioLinkUnused();
     void Subscribe();
     // The following functions run on strand_ only, except CallAfter, which any thread may call.
     void OnServiceOwnerChanged(bool hasOwner);
@@ -147,7 +147,7 @@ void Activity::ClaimUpkeep()
     }
     shared_->SetOnUnused([weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
-            self->OnUnused();
+            self->OnRadioLinkUnused();
         }
     });
 }
@@ -216,7 +216,7 @@ void Activity::OnSeekEnded()
     }
 }
 
-void Activity::OnUnused()
+void Activity::OnRadioLinkUnused()
 {
     if (!strand_.Post([self = shared_from_this()] { self->Update(); })) {
         CallAfter(FIRST_RETRY, &Activity::Update).Detach();

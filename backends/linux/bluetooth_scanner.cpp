@@ -15,7 +15,7 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"}
 
 // How long a device is remembered after it was last heard. The time is short, because a device changes its address from
 // time to time and only a scan finds the new address.
-constexpr std::chrono::seconds KEPT{30};
+constexpr std::chrono::seconds DEVICE_LIFETIME{30};
 constexpr size_t MAX_DEVICES = 64;
 
 // Finds and decodes the service data of this program (bluetooth_address.h) among all service data of a device. Returns
@@ -62,7 +62,7 @@ Result<void> BluetoothScanner::Update(bool isSought)
     }
     const SteadyTime now = clock_.Now();
     for (auto entry = devices_.begin(); entry != devices_.end();) {
-        if (entry->second.heardAt + KEPT <= now) {
+        if (entry->second.heardAt + DEVICE_LIFETIME <= now) {
             heard_(entry->first, std::nullopt);
             entry = devices_.erase(entry);
         } else {
@@ -79,7 +79,7 @@ std::optional<SteadyTime> BluetoothScanner::NextUpdate() const
         return next;
     }
     for (const auto& [path, device] : devices_) {
-        next = std::min(next.value_or(device.heardAt + KEPT), device.heardAt + KEPT);
+        next = std::min(next.value_or(device.heardAt + DEVICE_LIFETIME), device.heardAt + DEVICE_LIFETIME);
     }
     return next;
 }
@@ -113,7 +113,7 @@ Result<void> BluetoothScanner::StartScan()
 
 Result<void> BluetoothScanner::StopScan()
 {
-    Result<void> stopped = bluez_.CallAtEnd({BLUEZ, adapter_, BLUEZ_ADAPTER}, "StopDiscovery");
+    Result<void> stopped = bluez_.CallForCleanUp({BLUEZ, adapter_, BLUEZ_ADAPTER}, "StopDiscovery");
     // If no reply to StopDiscovery arrived, BlueZ may still scan. Any other error means that no scan runs.
     isScanning_ = !stopped && IsNoAnswer(stopped.error());
     return isScanning_ ? stopped : Result<void>();

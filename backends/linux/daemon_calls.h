@@ -1,6 +1,6 @@
 // DaemonCalls: makes the D-Bus calls of an announcement channel to its daemon (Avahi or BlueZ). Each call has a time
-// limit. After Stop, only clean-up calls (CallAtEnd) are made, and they share one time limit. Used on the channel's
-// strand. Only Stop and IsStopped may be called on any thread.
+// limit. After Stop, only clean-up calls (CallForCleanUp) are made, and they share one time limit. Used on the
+// channel's strand. Only Stop and IsStopped may be called on any thread.
 #pragma once
 
 #include <algorithm>
@@ -19,7 +19,7 @@ namespace Vexo::Linux {
 
 class DaemonCalls : public NoCopyable {
 public:
-    // callLimit: the time limit of one call. endLimit: the common time limit of all calls to CallAtEnd after Stop,
+    // callLimit: the time limit of one call. endLimit: the common time limit of all calls to CallForCleanUp after Stop,
     // counted from the first of these calls.
     DaemonCalls(std::shared_ptr<Bus> bus, std::chrono::milliseconds callLimit, std::chrono::milliseconds endLimit)
         : bus_(std::move(bus)), callLimit_(callLimit), endLimit_(endLimit)
@@ -45,8 +45,8 @@ public:
     // callLimit. After Stop, the time limit is the rest of endLimit. If no time is left, the message is still sent, but
     // the wait for the reply lasts only 1 ms.
     template <typename... Arguments>
-    [[nodiscard]] Result<void> CallAtEnd(const BusObject& object, const std::string& method,
-                                         const Arguments&... arguments)
+    [[nodiscard]] Result<void> CallForCleanUp(const BusObject& object, const std::string& method,
+                                              const Arguments&... arguments)
     {
         auto limit = callLimit_;
         if (isStopped_) {

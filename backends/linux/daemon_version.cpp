@@ -11,7 +11,7 @@ constexpr std::chrono::milliseconds RETRY_PERIOD{50};
 
 // Whether the error shows that the daemon has acquired its bus name, but has not exported the object or its interface
 // yet.
-bool IsEarly(const Error& error)
+bool IsNotExportedYet(const Error& error)
 {
     return error.code == ErrorCode::NOT_FOUND || error.code == ErrorCode::INVALID_ARGUMENT;
 }
@@ -23,7 +23,7 @@ Result<std::string> AwaitVersion(Bus& bus, const BusObject& object, const std::s
     const SteadyTime deadline = timers.Now() + BUS_CALL_LIMIT;
     for (;;) {
         Result<std::string> version = bus.GetProperty<std::string>(object, property);
-        if (version || !IsEarly(version.error()) || timers.Now() >= deadline) {
+        if (version || !IsNotExportedYet(version.error()) || timers.Now() >= deadline) {
             return version;
         }
         const auto again = std::make_shared<Awaited<bool>>();

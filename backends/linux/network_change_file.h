@@ -20,7 +20,7 @@ struct NetworkChange {
     std::string previous;    // the UUID of the profile that was active on the radio before; empty: none
     bool isHotspot = false;
     bool isOurProfile = false;  // to undo the change, the profile is deleted too
-    bool isOver = false;        // must be undone when NetworkManager answers; not written to the file
+    bool mustUndo = false;      // must be undone when NetworkManager answers; not written to the file
 };
 
 class NetworkChangeFile {

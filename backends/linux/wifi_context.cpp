@@ -37,7 +37,7 @@ public:
         answered_.NotifyAll();
         return !wasLeft_;
     }
-    bool WasLeft()
+    bool IsAbandoned()
     {
         MutexLock lock(mutex_);
         return wasLeft_;
@@ -66,7 +66,7 @@ int32_t WifiContext::RunAndWait(std::chrono::milliseconds budget, std::function<
     const auto call = std::make_shared<LimitedCall>();
     const Deadline deadline = timers.Now() + budget;
     const bool isPosted = strand.Post([call, deadline, work = std::move(work), undo = std::move(undo)] {
-        if (call->WasLeft()) {
+        if (call->IsAbandoned()) {
             return;
         }
         const int32_t result = work(deadline);
@@ -131,7 +131,7 @@ void WifiContext::UndoLater(NetworkChange change)
     DISTNET_ASSERT(strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: the changes of profile %{public}s are undone later",
                        change.profile);
-    change.isOver = true;
+    change.mustUndo = true;
     networkChanges.Record(change);
     timer_.Cancel();
     timer_ = timers.RunAfter(answerLimit_, [weak = weak_from_this()] {
@@ -145,17 +145,17 @@ void WifiContext::UndoUnanswered()
 {
     for (const NetworkChange& change : std::vector<NetworkChange>(networkChanges.Pending())) {
         // If NetworkManager does not run, UndoAll undoes the change when NetworkManager starts again.
-        if (change.isOver && isRunning) {
-            UndoLeft(change);
+        if (change.mustUndo && isRunning) {
+            UndoRemaining(change);
         }
     }
 }
 
 Result<std::string> WifiContext::ActivationLeft(const NetworkChange& change) const
 {
-    // An empty path normally means that there is no activation. But if the call to activate got no reply (isOver), an
+    // An empty path normally means that there is no activation. But if the call to activate got no reply (mustUndo), an
     // activation may exist, and only the profile identifies it.
-    if (change.activation.empty() && !change.isOver) {
+    if (change.activation.empty() && !change.mustUndo) {
         return std::string();
     }
     const Result<std::vector<WifiRadio>> radios = manager.Radios();
@@ -178,7 +178,7 @@ Result<std::string> WifiContext::ActivationLeft(const NetworkChange& change) con
     return std::string();
 }
 
-void WifiContext::UndoLeft(const NetworkChange& change)
+void WifiContext::UndoRemaining(const NetworkChange& change)
 {
     const Result<std::string> activation = ActivationLeft(change);
     if (!activation) {
@@ -187,9 +187,9 @@ void WifiContext::UndoLeft(const NetworkChange& change)
     }
     NetworkChange left = change;
     left.activation = activation.value();
-    // The call to end a known activation got no reply (isOver). The end of the hotspot was already reported at that
+    // The call to end a known activation got no reply (mustUndo). The end of the hotspot was already reported at that
     // time.
-    const bool wasReported = change.isOver && !change.activation.empty();
+    const bool wasReported = change.mustUndo && !change.activation.empty();
     const bool wasShared = change.isHotspot && !left.activation.empty() && !wasReported;
     if (!Undo(left)) {
         return;
@@ -204,7 +204,7 @@ void WifiContext::UndoAll()
 {
     DISTNET_ASSERT(strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     for (const NetworkChange& change : std::vector<NetworkChange>(networkChanges.Pending())) {
-        UndoLeft(change);
+        UndoRemaining(change);
     }
     const Result<std::vector<Profile>> profiles = manager.Profiles();
     if (!profiles) {

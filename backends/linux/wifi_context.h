@@ -72,7 +72,7 @@ public:
 private:
     // Returns the path of the change's activation, or an empty text if the activation has ended.
     [[nodiscard]] Result<std::string> ActivationLeft(const NetworkChange& change) const;
-    void UndoLeft(const NetworkChange& change);
+    void UndoRemaining(const NetworkChange& change);
     void UndoUnanswered();
 
     const std::chrono::milliseconds answerLimit_;

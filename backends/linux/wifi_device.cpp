@@ -153,7 +153,7 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     if (attempt_) {
         next.change = attempt_->change;
         next.hasTakenRadio = wasTaken;
-        next.isLeft = attempt_->isLeft;
+        next.isJoinUndone = attempt_->isJoinUndone;
         if (replaced.config.ssid != config.ssid || replaced.config.keyMgmt != config.keyMgmt) {
             station_.configs.Remove(replaced.config);
         }
@@ -248,7 +248,7 @@ void LinuxWifiDevice::Join(const Station::Join& join, const AccessPoint& accessP
     attempt.bssid = accessPoint.bssid;
     attempt.security = accessPoint.security;
     context_->networkChanges.Record(attempt.change);
-    if (std::exchange(attempt.isLeft, true)) {
+    if (std::exchange(attempt.isJoinUndone, true)) {
         context_->networkChanges.Forget(left);
     }
     const Result<Activation> joining = context_->manager.AddAndActivate(
@@ -259,7 +259,7 @@ void LinuxWifiDevice::Join(const Station::Join& join, const AccessPoint& accessP
         QuviewDFX::LogWarn(LABEL, "NetworkManager refuses to join: %{public}s", name);
         if (IsNoAnswer(joining.error())) {
             attempt.hasTakenRadio = true;
-            attempt.isLeft = false;
+            attempt.isJoinUndone = false;
             context_->UndoLater(attempt.change);
         }
         if (++attempt.refusals >= MAX_REFUSALS || station_.Current().searchLeft.count() == 0) {
@@ -420,7 +420,7 @@ void LinuxWifiDevice::LeaveJoined()
     // The change stays recorded until the attempt ends, because the network that the radio had before is restored only
     // then.
     if (attempt_ && station_.Current().state == Station::State::SEARCHING && !attempt_->change.activation.empty()) {
-        attempt_->isLeft = context_->Leave(attempt_->change);
+        attempt_->isJoinUndone = context_->Leave(attempt_->change);
         attempt_->change.activation.clear();
     }
 }
@@ -439,7 +439,7 @@ LinuxWifiDevice::Freed LinuxWifiDevice::End(const LinkEnd& end)
     }
     Freed freed;
     if (!ended.change.profile.empty()) {
-        freed.isDone = ended.isLeft && context_->Undo(ended.change);
+        freed.isDone = ended.isJoinUndone && context_->Undo(ended.change);
         freed.activation = freed.isDone ? context_->Restore(ended.change, ended.radio) : "";
     }
     if (state) {

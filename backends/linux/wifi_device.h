@@ -84,7 +84,7 @@ private:
         SteadyTime nextScan;              // the earliest time of the next scan
         std::chrono::seconds begunAt{0};  // time on the boot clock, like AccessPoint::lastSeen
         bool hasTakenRadio = false;       // a join was requested, so change.previous is restored at the end
-        bool isLeft = true;               // false: NetworkManager did not answer, and the join is undone later
+        bool isJoinUndone = true;         // false: NetworkManager did not answer, and the join is undone later
         int refusals = 0;
         NetworkChange change;
         std::string bssid;

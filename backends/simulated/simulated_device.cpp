@@ -140,7 +140,7 @@ Result<void> SimulatedDevice::Begin()
     }
     Result<std::unique_ptr<FolderWatcher>> watcher = FolderWatcher::Start(stateDir_, [this](const std::string& name) {
         if (name.empty() || name == DEVICE_STATE_FILE) {
-            reloads_.Post([this] { Follow(); });
+            reloads_.Post([this] { ReloadState(); });
         }
     });
     if (!watcher) {
@@ -191,7 +191,7 @@ std::optional<DeviceState> SimulatedDevice::Read()
     return std::nullopt;
 }
 
-void SimulatedDevice::Follow()
+void SimulatedDevice::ReloadState()
 {
     const std::shared_ptr<const DeviceState> before = live_->Get();
     const std::optional<DeviceState> next = Read();

@@ -81,7 +81,7 @@ private:
     // Reads the state from device-state.json. Returns nullopt if the file is damaged. This error is logged once.
     std::optional<DeviceState> Read();
     // Reads device-state.json and applies what has changed in it.
-    void Follow();
+    void ReloadState();
     void LeaveByHand();
     void PublishChanges(const DeviceState& before, const DeviceState& after);
     void RegisterAbilities(const DeviceState& state);

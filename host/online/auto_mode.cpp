@@ -27,7 +27,7 @@ void AutoMode::OnDownByPerson(SteadyTime now)
     Suspend(now);
 }
 
-void AutoMode::OnTried(bool isOnline, SteadyTime now)
+void AutoMode::OnAttemptEnded(bool isOnline, SteadyTime now)
 {
     isUpByAuto_ = isOnline;
     failures_ = isOnline ? 0 : failures_ + 1;

@@ -41,9 +41,9 @@ public:
     // isBusy: true while an attempt or `distnetctl down` runs.
     Decision Update(const Network::NetworkSituation& situation, bool hasCandidate, bool isBusy, SteadyTime now);
     // Call when an attempt that automatic mode began has ended.
-    void OnTried(bool isOnline, SteadyTime now);
+    void OnAttemptEnded(bool isOnline, SteadyTime now);
     // Call when a program got this device online. Automatic mode then does not end that connection.
-    void OnOnlineByPerson() { isUpByAuto_ = false; }
+    void OnOnlineByProgram() { isUpByAuto_ = false; }
     // Call when this device has lost the other device's network.
     void OnLost() { isUpByAuto_ = false; }
     // Call when a person requested `distnetctl down`, or cancelled an attempt of automatic mode. Suspends automatic

@@ -234,13 +234,13 @@ void OnlineService::OnAttemptEnded(bool isOnline, bool isCancelled)
 {
     const SteadyTime now = options_.timers->BootNow();
     if (auto_.State() == AutoState::TRYING) {
-        auto_.OnTried(isOnline, now);
+        auto_.OnAttemptEnded(isOnline, now);
         if (isCancelled) {
             auto_.OnDownByPerson(now);
         }
     }
     if (isOnline && !isAutomatic_) {
-        auto_.OnOnlineByPerson();
+        auto_.OnOnlineByProgram();
     }
 }
 

@@ -98,7 +98,7 @@ std::string Filled(std::string text, const std::string& place, const std::string
 }
 
 // Returns the end of "did not answer over …": the transport that was tried first, and "or any other transport".
-std::string WaysText(const KnownDevice& device)
+std::string TriedTransportsText(const KnownDevice& device)
 {
     return (device.transport == "bluetooth" ? std::string("Bluetooth")
                                             : "the LAN" + (device.address.empty() ? "" : " at " + device.address)) +
@@ -136,7 +136,7 @@ std::string EventWord(OnlineFaultCode code)
 OnlineFault NotReached(const KnownDevice& device, std::chrono::sys_seconds now)
 {
     const FaultDevice named{device.networkId, device.name};
-    const std::string silent = "did not answer over " + WaysText(device);
+    const std::string silent = "did not answer over " + TriedTransportsText(device);
     if (abs(device.clockAhead) >= FAR_CLOCK) {
         return MakeFault(Code::WRONG_CLOCK, named, ClockText(device.clockAhead));
     }

@@ -65,7 +65,7 @@ public:
     bool IsUnused(const Wifi::ShareInfo& info, SteadyTime now) const;
     // Returns true if the last lease has ended, and the hotspot has been unused for the duration closesAfter_ since
     // then.
-    bool HasEnded(SteadyTime now) const { return unusedSince_ && now - *unusedSince_ >= closesAfter_; }
+    bool IsUnusedLongEnough(SteadyTime now) const { return unusedSince_ && now - *unusedSince_ >= closesAfter_; }
 
     bool IsEmpty() const { return leases_.empty(); }
     bool Has(const std::string& networkId) const { return leases_.contains(networkId); }

@@ -348,7 +348,7 @@ const char* SharingImpl::WhyClose(const ShareTime& now)
         case PeerRefusal::DATA_LIMIT:
             return Wifi::ShareClosed::DATA_LIMIT;
         default:
-            return leases_.HasEnded(now.boot) ? Wifi::ShareClosed::LEASE_ENDED : nullptr;
+            return leases_.IsUnusedLongEnough(now.boot) ? Wifi::ShareClosed::LEASE_ENDED : nullptr;
     }
 }
 

@@ -26,7 +26,7 @@ RegisteredAbilities& Registered()
 // Runs one function of the ability. Returns false if that function threw an exception, which is logged. name: the name
 // of the function for the log.
 template <typename Step>
-bool Guarded(int32_t id, const char* name, const Step& step)
+bool RunStep(int32_t id, const char* name, const Step& step)
 {
     return QuviewDFX::RunGuarded(
         LABEL, [&] { return std::string(name) + " of ability " + std::to_string(id); }, step);
@@ -65,7 +65,7 @@ SystemAbility* SystemAbility::FindRegistered(int32_t systemAbilityId)
 bool SystemAbility::Start()
 {
     published_ = false;
-    const bool started = Guarded(systemAbilityId_, "OnStart", [this] { OnStart(); });
+    const bool started = RunStep(systemAbilityId_, "OnStart", [this] { OnStart(); });
     if (!started || !published_) {
         Withdraw();
         return false;
@@ -76,7 +76,7 @@ bool SystemAbility::Start()
 
 void SystemAbility::Stop()
 {
-    Guarded(systemAbilityId_, "OnStop", [this] { OnStop(); });
+    RunStep(systemAbilityId_, "OnStop", [this] { OnStop(); });
     Withdraw();
     state_ = SystemAbilityState::NOT_LOADED;
 }

@@ -11,7 +11,7 @@ namespace {
 
 // Returns the uid or gid that a policy entry gives as a name or as a number. Returns no value for an empty text or an
 // unknown name. find: the function that resolves a name (FindUser or FindGroup).
-std::optional<uint32_t> NumberOf(const std::string& nameOrNumber, std::optional<uint32_t> (*find)(const std::string&))
+std::optional<uint32_t> ResolveId(const std::string& nameOrNumber, std::optional<uint32_t> (*find)(const std::string&))
 {
     const std::optional<uint32_t> number = ParseNumber<uint32_t>(nameOrNumber);
     return number || nameOrNumber.empty() ? number : find(nameOrNumber);
@@ -43,7 +43,7 @@ void InstallAccessPolicy(AccessPolicy policy)
     for (PolicyEntry& entry : policy.entries) {
         const std::string origin = entry.user.empty() ? "group " + entry.group : "user " + entry.user;
         entries.push_back(ResolvedEntry{
-            NumberOf(entry.user, FindUser), NumberOf(entry.group, FindGroup),
+            ResolveId(entry.user, FindUser), ResolveId(entry.group, FindGroup),
             TokenFacts{entry.tokenType, entry.privilegeLevel, entry.systemApp, std::move(entry.permissions), origin}});
     }
     TokenTable::Instance().Install(std::move(entries));

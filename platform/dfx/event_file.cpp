@@ -29,7 +29,7 @@ uint64_t SizeOf(const std::filesystem::path& file)
 
 // Returns the number of bytes up to the end of the last whole line. size: how many bytes of the file are searched.
 // Returns size if the file cannot be read.
-uint64_t WholeLines(int fd, uint64_t size)
+uint64_t BytesOfWholeLines(int fd, uint64_t size)
 {
     std::array<char, SEARCH_BYTES> buffer{};
     while (size > 0) {
@@ -83,7 +83,7 @@ Result<void> EventFile::OpenCurrent()
 
 void EventFile::RemoveTornLine()
 {
-    const uint64_t whole = WholeLines(current_.Get(), currentBytes_);
+    const uint64_t whole = BytesOfWholeLines(current_.Get(), currentBytes_);
     if (whole < currentBytes_ && ::ftruncate(current_.Get(), static_cast<off_t>(whole)) == 0) {
         currentBytes_ = whole;
     }

@@ -20,7 +20,7 @@ bool IsDigit(char c)
 // Parses numbers at the start of text and removes the parsed part. Returns false if text does not match the pattern.
 // form: the pattern, such as "0000-00-00". Each 0 stands for one digit. Every other character stands for itself and
 // ends a number. numbers: one int for each number of the pattern; the caller sets each int to 0.
-bool TakeForm(std::string_view& text, std::string_view form, std::initializer_list<int*> numbers)
+bool ParsePattern(std::string_view& text, std::string_view form, std::initializer_list<int*> numbers)
 {
     const auto* number = numbers.begin();
     if (text.size() < form.size()) {
@@ -69,7 +69,7 @@ std::optional<int> ParseOffset(std::string_view text)
         return std::nullopt;
     }
     text.remove_prefix(1);
-    const bool isOffset = TakeForm(text, "00:00", {&hours, &minutes}) && text.empty() && hours < 24 && minutes < 60;
+    const bool isOffset = ParsePattern(text, "00:00", {&hours, &minutes}) && text.empty() && hours < 24 && minutes < 60;
     return isOffset ? std::optional<int>(sign * (hours * 60 + minutes) * 60) : std::nullopt;
 }
 
@@ -97,12 +97,12 @@ std::optional<std::chrono::sys_time<std::chrono::milliseconds>> ParseRfc3339(std
 {
     using namespace std::chrono;
     int parts[6] = {};
-    if (!TakeForm(text, "0000-00-00", {&parts[0], &parts[1], &parts[2]}) || text.empty() ||
+    if (!ParsePattern(text, "0000-00-00", {&parts[0], &parts[1], &parts[2]}) || text.empty() ||
         std::string_view("Tt ").find(text.front()) == std::string_view::npos) {
         return std::nullopt;
     }
     text.remove_prefix(1);
-    if (!TakeForm(text, "00:00:00", {&parts[3], &parts[4], &parts[5]})) {
+    if (!ParsePattern(text, "00:00:00", {&parts[3], &parts[4], &parts[5]})) {
         return std::nullopt;
     }
     const std::optional<int> fraction = TakeMilliseconds(text);

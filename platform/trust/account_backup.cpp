@@ -201,7 +201,7 @@ Result<void> WriteRestored(const std::filesystem::path& folder, EVP_PKEY* accoun
 }
 
 // Checks that the account in the backup may replace the account in the folder.
-Result<void> CheckFree(const std::filesystem::path& folder, const Identity& identity, X509* account)
+Result<void> CheckMayRestore(const std::filesystem::path& folder, const Identity& identity, X509* account)
 {
     const bool isSame = identity.HasCertificate() && EVP_PKEY_eq(X509_get0_pubkey(identity.accountCertificate.get()),
                                                                  X509_get0_pubkey(account)) == 1;
@@ -273,7 +273,7 @@ Result<void> RestoreAccount(const std::filesystem::path& folder, const std::file
         return Failure(locked.error());
     }
     const Identity& identity = locked.value().identity;
-    if (auto checked = CheckFree(folder, identity, account); !checked) {
+    if (auto checked = CheckMayRestore(folder, identity, account); !checked) {
         return checked;
     }
     const Certificate device =

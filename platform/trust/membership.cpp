@@ -261,7 +261,8 @@ Result<Identity> SetHolder(const std::filesystem::path& folder, const std::strin
     return StoreState(holder.value(), clock);
 }
 
-Result<std::optional<Identity>> AddOlderMember(const std::filesystem::path& folder, Member member, const Clock& clock)
+Result<std::optional<Identity>> AddMemberWithoutState(const std::filesystem::path& folder, Member member,
+                                                      const Clock& clock)
 {
     if (auto checked = CheckName(member.name, "device name"); !checked) {
         return Failure(std::move(checked).error());

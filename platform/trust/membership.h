@@ -34,8 +34,8 @@ inline constexpr std::chrono::hours PREVIOUS_LINK_KEY_LIFE{24 * 30};
 //   NOT_FOUND: this device belongs to no account
 [[nodiscard]] Result<std::optional<Identity>> AdoptState(const std::filesystem::path& folder, const std::string& bytes);
 
-// RenameMember, RemoveMember, RenewAccount, SetHolder and AddOlderMember need the account's key and return the new
-// identity. Each may fail with:
+// RenameMember, RemoveMember, RenewAccount, SetHolder and AddMemberWithoutState need the account's key and return the
+// new identity. Each may fail with:
 //   NOT_FOUND: another device holds the account's key; the message names that member
 //   UNAVAILABLE: this device was restored (account_backup.h) or lost its state, and must meet another member first
 //   REFUSED: the account removed this device
@@ -61,8 +61,8 @@ inline constexpr std::chrono::hours PREVIOUS_LINK_KEY_LIFE{24 * 30};
 // Adds a device, under a name that no member has, to the account's state. Works only for an account that was created by
 // a version without account states. Call this function for a device that has presented a certificate of the account.
 // Returns nullopt and adds nothing for any other account, and for a device that is already a member or was removed.
-[[nodiscard]] Result<std::optional<Identity>> AddOlderMember(const std::filesystem::path& folder, Member member,
-                                                             const Clock& clock = Clock::System());
+[[nodiscard]] Result<std::optional<Identity>> AddMemberWithoutState(const std::filesystem::path& folder, Member member,
+                                                                    const Clock& clock = Clock::System());
 
 // The holder of the account's key calls this function. Issues a new certificate for a member and returns it in DER.
 // shown: the certificate that the member presented.

@@ -20,7 +20,7 @@ inline constexpr size_t TICKET_SECRET_BYTES = 16;
 inline constexpr std::chrono::minutes TICKET_LIFE{10};
 // The holder (the device that shows the ticket) answers new devices for this long after it made the ticket. If the
 // ticket was used or has expired, the answer says so.
-inline constexpr std::chrono::minutes TICKET_MEMORY{60};
+inline constexpr std::chrono::minutes TICKET_ANSWER_TIME{60};
 inline constexpr size_t MAX_TICKET_TEXT = 40;
 
 struct Ticket {

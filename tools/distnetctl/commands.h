@@ -99,7 +99,7 @@ int RunAccountRenew(const GlobalOptions& options, Output& output);
 using AccountCancel = Client::CallResult (Client::DistNetClient::*)(Host::ChangeAnswer& answer);
 // After this call, Ctrl-C cancels an account operation and ends the process. cancel: the call to the daemon that
 // cancels the operation. said: the text to print.
-void EndAfterCancel(const GlobalOptions& options, Output& output, AccountCancel cancel, const std::string& said);
+void CancelOnInterrupt(const GlobalOptions& options, Output& output, AccountCancel cancel, const std::string& said);
 
 // ---- Commands to save and restore the account's key (backup_commands.cpp) -------------------------------------------
 // passphraseDescriptor: the file descriptor from which the passphrase is read. If negative, the command asks for the

@@ -149,7 +149,7 @@ int RunEvents(const GlobalOptions& options, Output& output, bool follow, const s
         return output.Finish(std::move(failure));
     }
     if (follow) {
-        EndWellOnInterrupt(events.Printing());
+        ExitDoneOnInterrupt(events.Printing());
     }
     std::chrono::milliseconds wait{0};
     do {

@@ -74,7 +74,7 @@ void WaitIfInterrupted()
     }
 }
 
-void EndWellOnInterrupt(Mutex& busy)
+void ExitDoneOnInterrupt(Mutex& busy)
 {
     std::thread([&busy] {
         WaitForInterrupt();

@@ -32,9 +32,9 @@ void WaitIfInterrupted();
 
 // After this call, an interrupt ends the process with EXIT_DONE. For commands that run until the user stops them. busy:
 // the process ends only while no other thread has locked this mutex, so that no line of output is cut off.
-void EndWellOnInterrupt(Mutex& busy);
+void ExitDoneOnInterrupt(Mutex& busy);
 
-// Blocks until an interrupt arrives. Do not combine this with EndOnInterrupt or EndWellOnInterrupt.
+// Blocks until an interrupt arrives. Do not combine this with EndOnInterrupt or ExitDoneOnInterrupt.
 void WaitForInterrupt();
 
 }  // namespace Vexo::Ctl

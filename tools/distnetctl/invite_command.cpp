@@ -19,7 +19,7 @@ namespace Vexo::Ctl {
 namespace {
 
 // While the command waits for the user's answer, it checks at this interval whether the device still asks to join.
-constexpr std::chrono::milliseconds LOOK_INTERVAL{300};
+constexpr std::chrono::milliseconds POLL_INTERVAL{300};
 
 class Invite {
 public:
@@ -39,7 +39,7 @@ public:
         ShowTicket();
         while (true) {
             output_.Object("account-invite-state", Host::ToJson(now_).get());
-            if (std::optional<Outcome> outcome = Follow()) {
+            if (std::optional<Outcome> outcome = PrintChange()) {
                 return *std::move(outcome);
             }
             const uint32_t seen = now_.revision;
@@ -62,7 +62,7 @@ private:
 
     // Prints what has changed in the invitation. If the invitation has ended, returns the outcome of the command.
     // Otherwise returns no value.
-    std::optional<Outcome> Follow()
+    std::optional<Outcome> PrintChange()
     {
         const Host::InvitationAnswer shown = Printable(now_);
         const std::string who = WhoText(shown.joiner.name, shown.joiner.type, shown.joiner.networkId);
@@ -120,13 +120,13 @@ private:
         std::string answer;
         LineReader::Read read = LineReader::Read::NOTHING_YET;
         while (read == LineReader::Read::NOTHING_YET) {
-            read = answers_.Next(answer, LOOK_INTERVAL);
+            read = answers_.Next(answer, POLL_INTERVAL);
             if (std::optional<Outcome> failure = Wait(std::chrono::milliseconds(0))) {
                 return failure;
             }
             if (now_.phase != Host::InvitationPhase::ASKING || now_.joiner.networkId != asking) {
                 output_.Line("");
-                return Follow();
+                return PrintChange();
             }
         }
         EndPrompt(output_, read);
@@ -151,7 +151,7 @@ private:
 
 }  // namespace
 
-void EndAfterCancel(const GlobalOptions& options, Output& output, AccountCancel cancel, const std::string& said)
+void CancelOnInterrupt(const GlobalOptions& options, Output& output, AccountCancel cancel, const std::string& said)
 {
     EndOnInterrupt([&options, &output, cancel, said] {
         Outcome failure;
@@ -167,8 +167,8 @@ void EndAfterCancel(const GlobalOptions& options, Output& output, AccountCancel 
 
 int RunAccountInvite(const GlobalOptions& options, Output& output, bool yes)
 {
-    EndAfterCancel(options, output, &Client::DistNetClient::CloseInvitation,
-                   "cancelled: nobody can join with this ticket any more");
+    CancelOnInterrupt(options, output, &Client::DistNetClient::CloseInvitation,
+                      "cancelled: nobody can join with this ticket any more");
     Outcome failure;
     const auto client = ConnectClient(options, failure);
     Outcome outcome = client ? Invite(output, *client, yes).Run() : std::move(failure);

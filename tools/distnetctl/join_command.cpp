@@ -108,7 +108,7 @@ private:
 
 int RunAccountJoin(const GlobalOptions& options, Output& output, const std::string& deviceName)
 {
-    EndAfterCancel(options, output, &Client::DistNetClient::CancelJoin, "cancelled: this device joins no account");
+    CancelOnInterrupt(options, output, &Client::DistNetClient::CancelJoin, "cancelled: this device joins no account");
     Outcome failure;
     const auto client = ConnectClient(options, failure);
     if (!client) {

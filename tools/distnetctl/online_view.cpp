@@ -101,7 +101,7 @@ std::string ResultText(const OnlineStep& step)
 
 // Wraps a text into lines. first: the beginning of the first line, already padded to the width column. column: the
 // indentation of the other lines.
-std::vector<std::string> Beside(const std::string& first, size_t column, const std::string& text)
+std::vector<std::string> WrapWithPrefix(const std::string& first, size_t column, const std::string& text)
 {
     std::vector<std::string> lines;
     for (const std::string& piece : Wrap(text, COLUMNS - column)) {
@@ -163,7 +163,7 @@ Outcome Failed(const Host::OnlineAnswer& attempt, bool isForOne)
                          std::string("This device stays on its Wi-Fi; `distnetctl down` leaves it.");
     }
     if (attempt.undoneChanges && !attempt.undoneChanges->deviceName.empty()) {
-        outcome.message += "; " + TakenBackText(*attempt.undoneChanges);
+        outcome.message += "; " + UndoneText(*attempt.undoneChanges);
     }
     return outcome;
 }
@@ -181,15 +181,16 @@ std::vector<std::string> StepLines(const OnlineStep& received, bool isFirst, con
         const std::string padded = std::string(DURATION_WIDTH - std::min(duration.size(), DURATION_WIDTH), ' ');
         const std::string first = begin + Column(DoneLabel(step), LABEL_WIDTH) + padded + duration;
         const std::string result = ResultText(step);
-        return result.empty() ? std::vector<std::string>{first} : Beside(first + "  ", RESULT_COLUMN, result);
+        return result.empty() ? std::vector<std::string>{first} : WrapWithPrefix(first + "  ", RESULT_COLUMN, result);
     }
     const std::string label = FailedLabel(step.kind);
     if (!style.givesReasons) {
         return {begin + ShortFailure(step) + " after " + duration};
     }
     const std::string reason = step.fault ? step.fault->message : "failed";
-    return label.empty() ? Beside(begin, TEXT_COLUMN, isFirst ? WithoutName(reason, step.deviceName) : reason)
-                         : Beside(begin + Column(label, FAILED_LABEL_WIDTH), TEXT_COLUMN + FAILED_LABEL_WIDTH, reason);
+    return label.empty()
+               ? WrapWithPrefix(begin, TEXT_COLUMN, isFirst ? WithoutName(reason, step.deviceName) : reason)
+               : WrapWithPrefix(begin + Column(label, FAILED_LABEL_WIDTH), TEXT_COLUMN + FAILED_LABEL_WIDTH, reason);
 }
 
 std::string WaitText(const OnlineStep& step)
@@ -216,7 +217,7 @@ std::string OnlineText(const Host::OnlineAnswer& received)
                    ". `distnetctl down` ends it.");
 }
 
-std::string TakenBackText(const Host::UndoneChanges& received)
+std::string UndoneText(const Host::UndoneChanges& received)
 {
     const Host::UndoneChanges back = Printable(received);
     std::string text = !back.backOn.empty() ? "this device is back on \"" + back.backOn + "\""
@@ -255,7 +256,7 @@ Outcome FromAttempt(const Host::OnlineAnswer& attempt, bool isForOne)
     if (attempt.phase == OnlinePhase::CANCELLED) {
         Outcome outcome =
             FromFault(attempt.fault.value_or(Host::OnlineFault{OnlineFaultCode::CANCELLED, "", "", "", ""}));
-        outcome.message += "; " + TakenBackText(attempt.undoneChanges.value_or(Host::UndoneChanges{}));
+        outcome.message += "; " + UndoneText(attempt.undoneChanges.value_or(Host::UndoneChanges{}));
         outcome.details = AttemptDetails(attempt);
         return outcome;
     }
@@ -270,7 +271,7 @@ Outcome FromCancelled(const Host::OnlineAnswer& attempt)
     const std::string said = attempt.phase == OnlinePhase::ONLINE
                                  ? "it was too late to cancel: you are online through " +
                                        EscapeHidden(attempt.deviceName) + "; `distnetctl down` ends it"
-                                 : "cancelled: " + TakenBackText(attempt.undoneChanges.value_or(Host::UndoneChanges{}));
+                                 : "cancelled: " + UndoneText(attempt.undoneChanges.value_or(Host::UndoneChanges{}));
     const bool isStillUsed = attempt.phase == OnlinePhase::CANCELLED && !attempt.networkId.empty();
     return {EXIT_INTERRUPTED,
             CODE_INTERRUPTED,
@@ -285,7 +286,7 @@ Outcome FromTimedOut(const Host::OnlineAnswer& attempt, const std::string& why)
     return {EXIT_TIMED_OUT,
             CODE_TIMED_OUT,
             "TIMED_OUT",
-            why + "; " + TakenBackText(attempt.undoneChanges.value_or(Host::UndoneChanges{})),
+            why + "; " + UndoneText(attempt.undoneChanges.value_or(Host::UndoneChanges{})),
             "Allow more with --timeout SECONDS, or leave it out.",
             AttemptDetails(attempt)};
 }
@@ -302,7 +303,7 @@ Outcome FromDown(const Host::DownAnswer& received)
     if (down.result == Host::DownResult::NOT_JOINED) {
         outcome.message = "This device is on no hotspot of another device; nothing to leave.";
     } else if (!back.hasLeftWifi) {
-        outcome.message = Wrapped("The attempt is over; " + TakenBackText(back) + ".");
+        outcome.message = Wrapped("The attempt is over; " + UndoneText(back) + ".");
     } else {
         std::string text = "You are off " + (back.deviceName.empty() ? "the" : back.deviceName + "'s") + " hotspot" +
                            (back.backOn.empty() ? "" : " and back on \"" + back.backOn + "\"") + ".";
@@ -310,7 +311,7 @@ Outcome FromDown(const Host::DownAnswer& received)
         there.deviceName = back.deviceName;
         there.wasNotified = back.wasNotified;
         there.hasClosedHotspot = back.hasClosedHotspot;
-        text += back.deviceName.empty() ? "" : " " + TakenBackText(there) + ".";
+        text += back.deviceName.empty() ? "" : " " + UndoneText(there) + ".";
         outcome.message = Wrapped(text);
     }
     return outcome;

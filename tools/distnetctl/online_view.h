@@ -31,7 +31,7 @@ std::string WaitText(const Host::OnlineStep& step);
 // it."
 std::string OnlineText(const Host::OnlineAnswer& attempt);
 // Returns what was undone on both devices: "this device is back on "office"; phone closed its hotspot".
-std::string TakenBackText(const Host::UndoneChanges& back);
+std::string UndoneText(const Host::UndoneChanges& back);
 
 // Returns the outcome of an attempt that has ended. isForOne: whether the user named exactly one device. If so, the
 // outcome shows the failure of this device.

@@ -22,7 +22,7 @@ public:
 
     // Returns an error if the constructor could not change the rights. The caller must then not access the state
     // folder.
-    const Result<void>& Taken() const { return taken_; }
+    const Result<void>& SwitchResult() const { return taken_; }
 
 private:
     Result<void> taken_;
@@ -41,8 +41,8 @@ template <typename Work>
 auto AsOwnerOf(const std::filesystem::path& stateDir, Work work) -> decltype(work())
 {
     const StateOwner owner(stateDir);
-    if (!owner.Taken()) {
-        return Failure(owner.Taken().error());
+    if (!owner.SwitchResult()) {
+        return Failure(owner.SwitchResult().error());
     }
     return work();
 }

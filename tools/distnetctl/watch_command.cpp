@@ -20,7 +20,7 @@ namespace {
 
 // How long to wait for an answer of the daemon. This time must be short, because the key q has no effect during the
 // wait.
-constexpr std::chrono::milliseconds LOOK_LIMIT{1000};
+constexpr std::chrono::milliseconds CALL_LIMIT{1000};
 
 // Returns true if the daemon has refused a call. The daemon will then also refuse the next calls.
 bool IsRefused(const Snapshot& snapshot)
@@ -140,7 +140,7 @@ int RunWatch(const GlobalOptions& options, Output& output, std::chrono::millisec
     Wakeup wakeup(live);
     // The live picture also shows events that occurred before the start. Without the live picture, only new events are
     // printed.
-    WatchSource source(options.socket, std::min(options.Timeout(), LOOK_LIMIT),
+    WatchSource source(options.socket, std::min(options.Timeout(), CALL_LIMIT),
                        live ? WallTime() : std::chrono::floor<std::chrono::milliseconds>(Clock::System().WallNow()));
     const Snapshot last =
         live ? ShowLive(source, wakeup, output.GetTerminal(), interval) : ShowLines(source, wakeup, output, interval);

@@ -15,7 +15,7 @@ AwaitedAnswer::Request::Request(AwaitedAnswer& awaited, int sessionId)
 AwaitedAnswer::Request::~Request()
 {
     if (awaited_.stage_ == Stage::CLAIMED && !awaited_.isHotspotResultReady_) {
-        awaited_.handledTooLong_.insert(awaited_.sessionId_);
+        awaited_.unpostedSessions_.insert(awaited_.sessionId_);
     }
     awaited_.stage_ = Stage::IDLE;
 }
@@ -41,7 +41,7 @@ bool AwaitedAnswer::Claim(int sessionId)
 void AwaitedAnswer::Post(int sessionId, int32_t result, const std::function<void()>& end)
 {
     const MutexLock lock(hotspotMutex_);
-    const bool isTooLate = handledTooLong_.erase(sessionId) > 0;
+    const bool isTooLate = unpostedSessions_.erase(sessionId) > 0;
     const bool isAwaited = stage_ != Stage::IDLE && sessionId_ == sessionId && !isHotspotResultReady_;
     if (isTooLate && isAwaited) {
         return;

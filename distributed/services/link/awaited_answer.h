@@ -58,7 +58,7 @@ private:
     bool isHotspotResultReady_ GUARDED_BY(hotspotMutex_) = false;
     int32_t hotspotResult_ GUARDED_BY(hotspotMutex_) = 0;
     // Sessions on which an answer was claimed, but the request ended before Post was called.
-    std::set<int> handledTooLong_ GUARDED_BY(hotspotMutex_);
+    std::set<int> unpostedSessions_ GUARDED_BY(hotspotMutex_);
 };
 
 }  // namespace Vexo::NetManagerStandard

@@ -194,10 +194,10 @@ Standing StateExchange::OnHello(Link& link, const Hello& hello)
         standing.verdict = hasOldKey ? Verdict::LEAVE : Verdict::TALK;
         return standing;
     }
-    // AddOlderMember starts work that makes the peer a member. Wait for OnStateHandled, as for a peer that sends a
-    // newer state.
+    // AddMemberWithoutState starts work that makes the peer a member. Wait for OnStateHandled, as for a peer that sends
+    // a newer state.
     standing.isPending =
-        standing.isPending || (holdsAccountKey_ && hello.stateNumber == 0 && AddOlderMember(link, hello));
+        standing.isPending || (holdsAccountKey_ && hello.stateNumber == 0 && AddMemberWithoutState(link, hello));
     standing.verdict = standing.isPending ? Verdict::AWAIT_STATE : Verdict::LEAVE;
     if (!standing.isPending) {
         QuviewDFX::LogWarn(LOG_SOFTBUS, "%{public}s has a certificate of the account, but is not a member: refused",
@@ -252,12 +252,13 @@ bool StateExchange::RenewCertificate(const std::shared_ptr<Link>& link, const Tr
 
 // Makes a device a member if the device was enrolled before the account had a state. Calls StateHandled afterwards.
 // Returns false if the strand accepts no work.
-bool StateExchange::AddOlderMember(Link& link, const Hello& hello)
+bool StateExchange::AddMemberWithoutState(Link& link, const Hello& hello)
 {
     Trust::Member member{link.PeerNetworkId(), hello.deviceName, hello.deviceTypeId,
                          std::chrono::floor<std::chrono::seconds>(Clock::System().WallNow())};
-    return StartAdoption(link.shared_from_this(),
-                         [this, member = std::move(member)] { return Trust::AddOlderMember(options_.folder, member); });
+    return StartAdoption(link.shared_from_this(), [this, member = std::move(member)] {
+        return Trust::AddMemberWithoutState(options_.folder, member);
+    });
 }
 
 // --- adoption ---

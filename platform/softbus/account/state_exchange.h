@@ -88,7 +88,7 @@ private:
     void Apply(const Prepared& prepared);
     bool ShowsOlderCertificate(const Link& link) const;
     bool RenewCertificate(const std::shared_ptr<Link>& link, const Trust::SignedStatePtr& state);
-    bool AddOlderMember(Link& link, const Hello& hello);
+    bool AddMemberWithoutState(Link& link, const Hello& hello);
     bool CompleteRestore(Link& link);
     void StoreAccountKey(const std::shared_ptr<Link>& link, const std::shared_ptr<Trust::SecretText>& key);
     // Calls change() on the strand, uses the identity that change() returns, and then calls link->StateHandled().

@@ -40,8 +40,8 @@ std::optional<Trust::TokenOwner> Sightings::OwnerOf(const std::string& transport
     return owner ? owner : ReadOfAnyClock(*tokens, token);
 }
 
-// Calls tokens.ReadOfAnyClock. Returns nullopt without that call if MAX_DISTANT_READS such calls have already found no
-// device of the account in the current minute.
+// Calls tokens.ReadOfAnyClock. Returns nullopt without that call if MAX_FAILED_TOKEN_READS such calls have already
+// found no device of the account in the current minute.
 std::optional<Trust::TokenOwner> Sightings::ReadOfAnyClock(const Trust::AnnouncementTokens& tokens,
                                                            const std::string& token)
 {
@@ -51,7 +51,7 @@ std::optional<Trust::TokenOwner> Sightings::ReadOfAnyClock(const Trust::Announce
             distantReadsSince_ = now;
             distantReads_ = 0;
         }
-        if (distantReads_ >= MAX_DISTANT_READS) {
+        if (distantReads_ >= MAX_FAILED_TOKEN_READS) {
             return std::nullopt;
         }
     }

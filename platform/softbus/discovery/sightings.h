@@ -28,7 +28,7 @@ inline constexpr std::chrono::minutes AVOID_TIME{10};
 inline constexpr size_t MAX_AVOIDED = 256;
 // The maximum number of calls of AnnouncementTokens::ReadOfAnyClock per minute that find no device of the account. The
 // number is limited because ReadOfAnyClock computes many hashes.
-inline constexpr int MAX_DISTANT_READS = 60;
+inline constexpr int MAX_FAILED_TOKEN_READS = 60;
 
 class Sightings : public NoCopyable {
 public:

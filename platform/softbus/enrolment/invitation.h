@@ -66,7 +66,7 @@ public:
     // asking now. A rejection ends the invitation.
     [[nodiscard]] virtual Result<void> Answer(const std::string& networkId, bool admit) = 0;
     // Closes the invitation, so no device can join with the ticket any more. The soft bus still answers joiners with
-    // the reason why they cannot join, until Trust::TICKET_MEMORY has passed.
+    // the reason why they cannot join, until Trust::TICKET_ANSWER_TIME has passed.
     virtual void Close() = 0;
 };
 

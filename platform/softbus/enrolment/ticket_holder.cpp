@@ -156,7 +156,7 @@ void TicketHolder::StartTimers()
     };
     expiry_ = timers_.RunAfter(Trust::TICKET_LIFE,
                                onReactor([](TicketHolder& self) { self.End(JoinFailure::EXPIRED, HAS_EXPIRED); }));
-    end_ = timers_.RunAfter(Trust::TICKET_MEMORY, onReactor([](TicketHolder& self) {
+    end_ = timers_.RunAfter(Trust::TICKET_ANSWER_TIME, onReactor([](TicketHolder& self) {
                                 self.isForgotten_ = true;
                                 self.setup_.announcer->Withdraw();
                                 for (const TalkPtr& talk : std::exchange(self.talks_, {})) {

@@ -1,7 +1,7 @@
 // TicketHolder: one ticket on the device that created it (the holder). It knows which device asks to join and what the
-// person decided. It answers the joiners (devices that connect with the ticket) until Trust::TICKET_MEMORY has passed.
-// Any thread may call Make, Status, Answer, Close and IsOpen. The other functions are called on the reactor thread. No
-// call blocks. Next: invitations.h (all tickets of a soft bus), conversation.h (the link to one joiner),
+// person decided. It answers the joiners (devices that connect with the ticket) until Trust::TICKET_ANSWER_TIME has
+// passed. Any thread may call Make, Status, Answer, Close and IsOpen. The other functions are called on the reactor
+// thread. No call blocks. Next: invitations.h (all tickets of a soft bus), conversation.h (the link to one joiner),
 // docs/enrolment.md.
 #pragma once
 

@@ -37,7 +37,7 @@ protected:
     {
         After(0s, NONE);
         EXPECT_EQ(After(20s, NONE).act, Act::BRING_UP);
-        mode_.OnTried(true, now_);
+        mode_.OnAttemptEnded(true, now_);
     }
 
     AutoMode mode_;
@@ -58,7 +58,7 @@ TEST_F(AutoModeTest, ConnectsAfterTwentySecondsWithoutNetworkInActiveSession)
     EXPECT_EQ(After(0s, NONE, false).act, Act::NOTHING) << "there is no other device";
     EXPECT_EQ(After(0s, NONE).act, Act::BRING_UP);
     EXPECT_EQ(After(60s, NONE).act, Act::NOTHING) << "it is being tried";
-    mode_.OnTried(true, now_);
+    mode_.OnAttemptEnded(true, now_);
     EXPECT_EQ(After(1s, JOINED).wantsScan, true);
     EXPECT_EQ(After(29s, JOINED).wantsScan, false);
     EXPECT_EQ(After(1s, JOINED).wantsScan, true);
@@ -91,7 +91,7 @@ TEST_F(AutoModeTest, DisconnectsWhenUsersNetworkIsBack)
         }
         EXPECT_EQ(last == Act::BRING_DOWN, row.goesDown) << &row;
     }
-    mode_.OnOnlineByPerson();
+    mode_.OnOnlineByProgram();
     EXPECT_EQ(After(30s, wired).act, Act::NOTHING) << "a person began it";
 }
 
@@ -109,7 +109,7 @@ TEST_F(AutoModeTest, DownOrManualDisconnectSuspendsAutomaticMode)
         EXPECT_EQ(mode_.Until(), now_ + 1h);
         EXPECT_EQ(After(59min, without).act, Act::NOTHING);
         EXPECT_EQ(After(1min, without).act, Act::BRING_UP) << "after an hour";
-        mode_.OnTried(true, now_);
+        mode_.OnAttemptEnded(true, now_);
         mode_.OnDownByPerson(now_);
         EXPECT_EQ(After(1s, OWN).act, Act::NOTHING);
         EXPECT_EQ(mode_.State(), AutoState::WATCHING) << "the user's own network was back";
@@ -123,7 +123,7 @@ TEST_F(AutoModeTest, TriesSixTimesAnHourWithGrowingDelay)
     for (std::chrono::seconds passed{0}; passed < 2h; passed += 5s) {
         if (After(5s, NONE).act == Act::BRING_UP) {
             tries.push_back(passed);
-            mode_.OnTried(false, now_);
+            mode_.OnAttemptEnded(false, now_);
         }
         if (tries.size() == 6 && passed < 1h) {
             EXPECT_EQ(mode_.Until().has_value(), mode_.State() == AutoState::EXHAUSTED);

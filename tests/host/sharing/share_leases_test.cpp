@@ -42,7 +42,7 @@ protected:
 TEST_F(ShareLeasesTest, ShareEndsOneMinuteAfterLastLeaseUnlessStationIsConnected)
 {
     Pass(1h);
-    EXPECT_FALSE(leases_->HasEnded(now_.boot)) << "there was no lease";
+    EXPECT_FALSE(leases_->IsUnusedLongEnough(now_.boot)) << "there was no lease";
     EXPECT_EQ(Renew(PHONE, PHONE_MAC), ShareLeases::Renewal::BEGUN);
     EXPECT_TRUE(Pass(LEASE_LIFE - 1s).empty());
     EXPECT_EQ(Renew(PHONE, PHONE_MAC), ShareLeases::Renewal::RENEWED);
@@ -52,18 +52,18 @@ TEST_F(ShareLeasesTest, ShareEndsOneMinuteAfterLastLeaseUnlessStationIsConnected
     ASSERT_EQ(ended.size(), 1U);
     EXPECT_EQ(ended[0].reason, std::string(LeaseEnd::EXPIRED));
     Pass(2min);
-    EXPECT_FALSE(leases_->HasEnded(now_.boot)) << "a station is connected";
+    EXPECT_FALSE(leases_->IsUnusedLongEnough(now_.boot)) << "a station is connected";
     Connect({});
     leases_->OnAdmitted(LAPTOP, now_.boot);
     Pass(JOINING_LIFE - 1s);
-    EXPECT_FALSE(leases_->HasEnded(now_.boot)) << "a device may be joining";
+    EXPECT_FALSE(leases_->IsUnusedLongEnough(now_.boot)) << "a device may be joining";
     Pass(59s);
-    EXPECT_FALSE(leases_->HasEnded(now_.boot));
+    EXPECT_FALSE(leases_->IsUnusedLongEnough(now_.boot));
     Pass(1s);
-    EXPECT_TRUE(leases_->HasEnded(now_.boot));
+    EXPECT_TRUE(leases_->IsUnusedLongEnough(now_.boot));
     ++info_.openingNumber;
     Pass(0s);
-    EXPECT_FALSE(leases_->HasEnded(now_.boot)) << "another hotspot, without a lease";
+    EXPECT_FALSE(leases_->IsUnusedLongEnough(now_.boot)) << "another hotspot, without a lease";
     Renew(PHONE, PHONE_MAC);
     info_.isOn = false;
     EXPECT_EQ(Pass(0s).at(0).reason, std::string(LeaseEnd::CLOSED));

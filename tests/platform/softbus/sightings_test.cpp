@@ -93,7 +93,7 @@ TEST_F(SightingsTest, WrongClocksAreRecognisedWithinRateLimit)
     EXPECT_EQ(sightings.ClockAhead(phone.networkId), std::chrono::hours(-10));
     Hear("now", TokenOf(phone), "a:1");
     EXPECT_EQ(sightings.ClockAhead(phone.networkId), std::chrono::hours(0)) << "the other one may be a copy";
-    for (int i = 0; i < MAX_DISTANT_READS; ++i) {
+    for (int i = 0; i < MAX_FAILED_TOKEN_READS; ++i) {
         EXPECT_FALSE(sightings.IsOurs("tcp", "stranger"));
     }
     EXPECT_FALSE(sightings.IsOurs("tcp", early));

@@ -191,10 +191,12 @@ TEST_F(MembershipTest, ConcurrentChangesByTwoProcessesAreAllKept)
 
 TEST_F(MembershipTest, DevicesOfAccountWithoutStateAreAddedWhenMet)
 {
-    const auto met = [&] { return AddOlderMember(laptop, {.networkId = std::string(64, 'a'), .name = "phone"}); };
+    const auto met = [&] {
+        return AddMemberWithoutState(laptop, {.networkId = std::string(64, 'a'), .name = "phone"});
+    };
     EXPECT_FALSE(met().value()) << "no device of this account can be unknown";
     devices.ForgetState("laptop");
-    ASSERT_TRUE(AddOlderMember(laptop, {.networkId = Id("phone"), .name = "phone"}).value());
+    ASSERT_TRUE(AddMemberWithoutState(laptop, {.networkId = Id("phone"), .name = "phone"}).value());
     EXPECT_EQ(met().value()->state->State().FindMember(std::string(64, 'a'))->name, "phone-2");
     EXPECT_FALSE(met().value());
     ASSERT_TRUE(RemoveMember(laptop, std::string(64, 'a'), true));
