@@ -21,7 +21,8 @@ public:
         given_.NotifyAll();
     }
 
-    // Blocks until the value is set. Returns nullopt if that takes too long. limit: the longest time to block.
+    // Blocks until the value is set, and returns a copy of the value. Returns nullopt if no value is set in time.
+    // limit: the longest time to block.
     std::optional<T> WaitFor(std::chrono::milliseconds limit)
     {
         MutexLock lock(mutex_);

@@ -19,7 +19,7 @@ public:
     // machine is suspended.
     virtual SteadyTime Now() const = 0;
     // Returns monotonic time that also advances while the machine is suspended (clock_gettime(2), CLOCK_BOOTTIME). Do
-    // not mix times from Now with times from BootNow.
+    // not compare times from Now with times from BootNow: they differ by the time for which the machine was suspended.
     virtual SteadyTime BootNow() const { return Now(); }
     // Returns calendar time, for dates. A person or a time server may set this time at any moment, also backwards.
     virtual WallTime WallNow() const = 0;

@@ -23,7 +23,7 @@ inline constexpr mode_t PRIVATE_FOLDER = 0700;  // only the owner may access the
 
 // Returns the content of a regular file. The error names the file and the cause: the file is missing, is not readable,
 // is not a regular file, or is larger than maxBytes. If other users can write to the file's folder, pass
-// LastLink::REFUSED.
+// LastLink::REFUSED (the reason: LastLink in platform/base/open_file.h).
 [[nodiscard]] Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes,
                                                 LastLink link = LastLink::FOLLOWED);
 

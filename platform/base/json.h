@@ -19,9 +19,9 @@ struct JsonDeleter {
     void operator()(cJSON* json) const noexcept { cJSON_Delete(json); }
     void operator()(char* printed) const noexcept { cJSON_free(printed); }
 };
-// An owned cJSON tree, or null when memory is short. The functions of cJSON treat null as an empty tree.
+// An owned cJSON tree, or null when memory could not be allocated. The functions of cJSON treat null as an empty tree.
 using Json = std::unique_ptr<cJSON, JsonDeleter>;
-// The text that cJSON printed, or null when memory is short.
+// The text that cJSON printed, or null when memory could not be allocated.
 using PrintedJson = std::unique_ptr<char, JsonDeleter>;
 
 inline Json NewObject()
@@ -42,9 +42,9 @@ inline Json ParseJson(std::string_view text)
 // would end the string there.
 [[nodiscard]] Result<Json> ParseWholeJson(const std::string& text);
 
-// Returns the value as JSON text without spaces, or an empty string when memory is short. The text is valid UTF-8 (RFC
-// 8259, 8.1) and safe to print on a terminal, even if the tree contains text from another device (EscapeJson in
-// platform/base/utf8.h).
+// Returns the value as JSON text without spaces, or an empty string when memory could not be allocated. The text is
+// valid UTF-8 (RFC 8259, 8.1) and safe to print on a terminal, even if the tree contains text from another device
+// (EscapeJson in platform/base/utf8.h).
 std::string JsonText(const cJSON* value);
 // Returns the value as indented JSON text with a newline at the end, for files that people open. The text is as safe to
 // print as that of JsonText.

@@ -1,5 +1,6 @@
-// Reads and writes all JSON that people write. A table lists the keys of a JSON object. For each key the table gives
-// the allowed values and the C++ member that stores the value. Reading, writing, showing and setting all use the table:
+// Reads and writes JSON. All JSON that people write is read with this header. A table (JsonKeys) lists the keys of a
+// JSON object. For each key the table gives the kind of the value (JsonKind: the allowed values) and the C++ member
+// that stores the value. The functions that read or write an object, or show or set one value, all use the table:
 //
 //   const JsonKeys<Radio>& RadioKeys()
 //   {
@@ -81,7 +82,7 @@ private:
     std::shared_ptr<const JsonShape> shape_;
 };
 
-// Optional properties of one row in a table of keys. Means, Required and OmittedByDefault create them.
+// Optional properties of one row in a table of keys. The functions Means, Required and OmittedByDefault return them.
 struct JsonKeyOptions {
     std::string meaning{};  // one phrase for help texts
     std::string fallback{};
@@ -102,7 +103,8 @@ inline JsonKeyOptions Required(std::string meaning = "")
     return {.meaning = std::move(meaning), .isRequired = true};
 }
 
-// A row with this option is not written while its value equals the value in a default-constructed object.
+// The JSON text does not contain a key with this option when the key's value equals the value in a default-constructed
+// object.
 inline JsonKeyOptions OmittedByDefault(std::string meaning = "")
 {
     return {.meaning = std::move(meaning), .isOmittedByDefault = true};
@@ -212,8 +214,8 @@ inline JsonKind<bool> FlagKind()
         [](bool value) { return Json(cJSON_CreateBool(value ? 1 : 0)); });
 }
 
-// Returns the kind of a whole number. least, most: the smallest and the largest allowed number, both within 2^53. T is
-// an integer, an enum, or a duration. A duration is written as the number of its units.
+// Returns the kind of a whole number. least, most: the smallest and the largest allowed number, both from -2^53 to
+// 2^53. T is an integer, an enum, or a duration. A duration is written as the number of its units.
 // note: a text that follows the range in fault messages, such as "0 picks a free port".
 template <typename T>
 JsonKind<T> WholeNumberKind(int64_t least, int64_t most, const std::string& note = "")

@@ -1,6 +1,6 @@
-// The part of json_keys.h that does not depend on a type. This part is compiled only once. A void* points to a value of
-// the C++ type for which a shape was made. Only json_keys.h makes shapes. Shapes do not change after construction, so
-// any thread may use them. No call blocks.
+// The part of json_keys.h that does not depend on a type. This part is compiled only once. A shape (JsonShape)
+// describes the JSON form of one C++ type, and a void* points to a value of that type. Only json_keys.h makes shapes.
+// Shapes do not change after construction, so any thread may use them. No call blocks.
 #pragma once
 
 #include <cstddef>
@@ -29,8 +29,8 @@ struct JsonKey {
     bool isOmittedByDefault = false;  // true: not written while its value is the default
 };
 
-// The form of one JSON value. If element is set, the value is a list. If keys is not empty, the value is an object.
-// Otherwise the value is a single value.
+// The form of one JSON value. If element is set, the value is a list. If keys is not empty, the value is an object. In
+// all other cases, the functions in the members read and write convert the value.
 struct JsonShape {
     std::string allowed;    // the allowed values in words, such as "0 to 65535"
     bool isText = false;    // true: a text, which a person types without quotes
@@ -56,7 +56,7 @@ struct JsonShape {
 // contains all values of the document.
 std::vector<std::string> ReadDocument(const JsonShape& shape, const std::string& text, const std::string& fileName,
                                       void* target);
-// Returns the value as a JSON tree, or null when memory is short.
+// Returns the value as a JSON tree, or null when memory could not be allocated.
 Json WriteValue(const JsonShape& shape, const void* source);
 
 // TypedValue returns the value of one key in the form in which a person would type it. SetTypedValue sets one key from

@@ -1,7 +1,7 @@
 // NeverDestroyed<T>: a global variable whose destructor never runs, because the daemon's threads use the variable until
 // the process ends. As a static variable in a function, it is constructed at its first use. As a namespace variable, it
-// is constant-initialised where T allows that, and no access then needs a check. T decides which threads may use the
-// value.
+// is constant-initialised if T allows that; an access then does not check whether the variable is initialised. T
+// decides which threads may use the value.
 #pragma once
 
 #include <utility>

@@ -1,6 +1,7 @@
 // How functions report failure: a function that can fail returns Result<T>, which is a tl::expected that contains a
 // value or an Error. Callers decide by Error::code. Error::message is for people and for the log. (The interfaces that
-// the service implements and uses return integer codes instead: docs/errors.md.) Value types. Any thread may use them.
+// the service implements and uses return integer codes instead: docs/errors.md.) Any thread may use a Result or an
+// Error of its own.
 #pragma once
 
 #include <cerrno>

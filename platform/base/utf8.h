@@ -25,13 +25,13 @@ bool IsPrintableAscii(std::string_view text);
 std::string EscapeInvalid(std::string_view text);
 
 // Escapes invalid UTF-8, NUL, and characters that move the cursor or reorder the text: control characters (C0, DEL,
-// C1), line and paragraph separators, and controls of the writing direction. Use it for terminals and log lines.
-// Escaping the result again changes nothing.
+// C1), line and paragraph separators, and controls of the writing direction. Use this function for terminals and log
+// lines. Escaping the result again changes nothing.
 std::string EscapeHidden(std::string_view text);
 
 // Escapes the same characters as EscapeHidden, and also doubles each backslash. Different inputs therefore never give
-// the same result, and UnescapeBytes can restore the bytes. Use it for names that may contain any bytes, such as an
-// SSID.
+// the same result, and UnescapeBytes can restore the bytes. Use this function for names that may contain any bytes,
+// such as an SSID.
 std::string EscapeBytes(std::string_view bytes);
 // Restores the bytes from the result of EscapeBytes. Also accepts text that a person typed: such text may contain
 // characters that EscapeBytes would escape, and the digits of \xNN may be upper-case. The error gives the position of a

@@ -116,9 +116,9 @@ int32_t IpcConnection::Receive(int socket, uint32_t abilityId, MessageParcel& re
     return static_cast<int32_t>(header.code);
 }
 
-// Limits how long the next recv(2) blocks. remaining: the time limit; recv may block slightly longer. Keeps the present
-// limit of the socket if it is not shorter than the new limit and not much longer. That is usual and saves a system
-// call, because most calls have the same time limit.
+// Limits how long the next recv(2) blocks. remaining: the time until the deadline; recv may block slightly longer. A
+// limit that the socket already has is kept if it is not shorter than remaining and at most slightly longer.
+// Keeping the limit usually saves a system call, because most requests have the same time limit.
 void IpcConnection::LimitReceive(int socket, std::chrono::microseconds remaining)
 {
     remaining = std::max(remaining, std::chrono::microseconds(0));

@@ -292,8 +292,8 @@ void Server::AcceptAll()
     ::epoll_ctl(epoll_.Get(), EPOLL_CTL_MOD, listener_.Get(), &event);
 }
 
-// Closes reserve_ for a moment to accept the next client and refuse it. Returns false if no client waits: without a
-// free descriptor, accept4(2) fails with EMFILE even then.
+// Closes reserve_ for a moment to accept the next client and refuse it. Returns false if no client waits. Before this
+// call the server cannot know, because without a free descriptor accept4(2) fails with EMFILE even if no client waits.
 bool Server::RefuseForDescriptors()
 {
     reserve_.Reset();
@@ -366,8 +366,8 @@ void Server::OnEvent(const epoll_event& event, Buffers& buffers)
     }
 }
 
-// Serves the connection, and then those of the same user that wait for the end of its request. The worker does this
-// itself, because waking another worker for each of them would cost more than many requests do.
+// Serves the connection. Then serves the same user's queued connections (user_shares.h), one after the end of each
+// request. One worker serves all these connections, because waking another worker often costs more than a request.
 void Server::ServeInTurn(std::shared_ptr<ServerConnection> connection, Buffers& buffers)
 {
     while (connection) {

@@ -27,7 +27,7 @@
 namespace Vexo::Ipc {
 
 // Runs one request on a thread on which the caller's identity is set (IPCSkeleton). Returns the status of the reply.
-// The reply parcel is always sent, unless the handler took over the reply to complete it later
+// The reply parcel is always sent, unless the request's handler took over the reply with LaterReply::Take
 // (platform/ipc/later_reply.h). May block for minutes.
 using Dispatcher = std::function<int32_t(const IpcHeader& request, MessageParcel& data, MessageParcel& reply)>;
 

@@ -34,8 +34,8 @@ public:
     static uint32_t GetCallingTokenID();
     static uint64_t GetCallingFullTokenID();
 
-    // Sets the identity of this process, which is the caller on a thread that runs no request. The host sets it once at
-    // start.
+    // Sets the identity of this process, which is the caller on a thread that runs no request. The daemon calls this
+    // function once at start.
     static void SetSelfIdentity(const CallerIdentity& identity);
     static CallerIdentity SelfIdentity();
 };

@@ -39,8 +39,9 @@ private:
     const uint32_t abilityId_;
 };
 
-// While this object exists, LaterReply::Take can take over the reply of the request that runs on this thread. A scope
-// without a target makes Take return null, because a call from inside the process is answered when the call returns.
+// While this object exists, LaterReply::Take can take over the reply of the request that runs on this thread. The
+// constructor without parameters is for a call from inside the process: Take then returns null, because such a call
+// must have its reply when the call returns.
 class RequestScope : public NoCopyable {
 public:
     RequestScope();

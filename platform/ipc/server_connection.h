@@ -1,10 +1,11 @@
-// ServerConnection: one client connection of the server. It decides which thread may use the connection. The connection
-// is either armed in the server's epoll for one event, or owned by the worker that received an event. While a request
-// waits for a later reply (later_reply.h), no worker owns the connection. Nothing here blocks. Workers call its
-// functions, except SendLater (any thread) and GiveUp (timer thread). Stages:
+// ServerConnection: one client connection of the server. The class decides which thread may use the connection. The
+// connection is either armed in the server's epoll for one event, or owned by the worker that received an event. While
+// a request waits for a later reply (later_reply.h), no worker owns the connection. Only Receive can block. Workers
+// call all functions except GiveUp (timer thread). The timer thread also calls Arm, the server's destructor also calls
+// Close, and any thread may call SendLater. Stages:
 //   READING --request--> RUNNING --answered--> READING
-//   RUNNING --its reply comes later--> AWAITING_REPLY --reply--> READING
-//   RUNNING, AWAITING_REPLY --the client does not read--> SENDING --it reads--> READING
+//   RUNNING --the reply comes later--> AWAITING_REPLY --reply--> READING
+//   RUNNING, AWAITING_REPLY --the client does not read--> SENDING --the client reads--> READING
 #pragma once
 
 #include <sys/types.h>
@@ -49,7 +50,7 @@ public:
     const CallerIdentity& Caller() const { return caller_; }
     // Reads a datagram and stores at most MAX_DATAGRAM_SIZE bytes of it. Returns the size of the whole datagram, which
     // may be larger, or -1 with errno set. Does not block if flags contains MSG_DONTWAIT. Only the worker that owns the
-    // connection may call it.
+    // connection may call Receive.
     ssize_t Receive(uint8_t* datagram, int flags) const;
     // Call after Receive has returned 0. Returns true if the client has closed the connection, false if the client has
     // sent an empty datagram.

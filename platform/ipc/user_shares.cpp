@@ -95,8 +95,9 @@ size_t UserShares::FreeOf(const Share& share) const
                     limits_.userNewRequests - std::min(limits_.userNewRequests, newOnes));
 }
 
-// Starts the timer that arms waiting connections when the running requests are no longer new. If the user's share of
-// requests is used up, no timer is needed, because the next request begins when another one ends.
+// Starts the timer that arms the user's queued connections when the running requests are no longer new
+// (NEW_REQUEST_TIME). If the user has reached the limit of running requests (userRequests), no timer is needed, because
+// the next request can begin only when a running request ends.
 void UserShares::ArmLater(uid_t user, Share& share)
 {
     if (!share.timer.IsArmed() && share.running.size() < limits_.userRequests) {

@@ -23,7 +23,7 @@
 
 namespace Vexo::Ipc {
 
-// A request that has run for less time is new. Older requests mostly wait, and use no processor.
+// A request is new while it has run for less than this time. Older requests mostly wait, and use no processor.
 inline constexpr std::chrono::milliseconds NEW_REQUEST_TIME{10};
 
 struct ShareLimits {
@@ -37,7 +37,7 @@ struct ShareLimits {
     std::function<bool(uid_t user)> isLimited{};
 };
 
-// Create it as a shared object, because a timer refers to it.
+// Create a UserShares with std::make_shared, because the timers hold weak pointers to this object.
 class UserShares : public NoCopyable, public std::enable_shared_from_this<UserShares> {
 public:
     explicit UserShares(ShareLimits limits);

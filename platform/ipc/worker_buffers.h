@@ -11,7 +11,7 @@
 
 namespace Vexo::Ipc {
 
-// A worker frees the memory of a parcel that was larger than this after a request.
+// After a request, a worker frees the memory of each parcel that contained more than this number of bytes.
 inline constexpr size_t KEPT_PARCEL_SIZE = 16 * 1024;
 
 // The datagram buffer is not initialised, because the system then provides only the pages that are written.

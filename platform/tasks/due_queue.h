@@ -67,7 +67,7 @@ public:
     }
 
     // Removes and returns the entry at this place. Returns no value if the entry was removed before. The caller must
-    // destroy the entry after releasing its lock, because destroying an entry may need that lock.
+    // destroy the entry after releasing the queue's lock, because destroying an entry may need that lock.
     std::optional<Entry> Remove(const DuePlace& place)
     {
         if (place.slot >= slots_.size() || !slots_[place.slot].entry) {
@@ -78,8 +78,8 @@ public:
     }
 
     // Removes every entry for which the predicate is true, and returns these entries in the order in which they are
-    // due. The caller must destroy these entries after releasing its lock, because destroying an entry may need that
-    // lock.
+    // due. The caller must destroy these entries after releasing the queue's lock, because destroying an entry may need
+    // that lock.
     template <typename Predicate>
     std::vector<Entry> RemoveIf(const Predicate& predicate)
     {

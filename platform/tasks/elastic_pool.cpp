@@ -43,7 +43,8 @@ bool StartDetachedThread(Work run)
 // The state of a pool. All work goes through the queue. One worker at a time is called to the queue: an idle worker is
 // woken, or a new one is started. The worker that arrives takes the first work and calls the next worker before it runs
 // that work. Many posts at once therefore cost few wake-ups, and below the thread limit work never waits for a blocked
-// worker. While work is queued, a worker has been called, or all threads are busy and no further one can be started.
+// worker. Whenever the queue is not empty, either a called worker is on its way, or all threads are busy and no further
+// thread can be started.
 class ElasticPool::State : public std::enable_shared_from_this<State> {
 public:
     State(const std::string& name, size_t maxThreads, ThreadStarter startThread)
@@ -111,7 +112,7 @@ private:
         CondVar wake;
     };
 
-    // What CallWorker leaves to do after the lock is released.
+    // The steps that CallWorker leaves to Finish, which runs after the lock is released.
     struct Call {
         std::shared_ptr<Worker> woken;  // the worker to wake; null: none
         size_t busyThreads = 0;         // the number of threads in the warning that all are busy; 0: no warning
@@ -179,8 +180,8 @@ private:
         }
     }
 
-    // Waits for the next job of the worker and returns it. Returns an empty job if the worker must end. finished: the
-    // function to call when this worker counts as idle again (Post).
+    // Waits for the worker's next job and returns this job. Returns an empty job if the worker must end. finished: the
+    // function to call after the previous job (ElasticPool::Post); may be empty.
     Job Next(const std::shared_ptr<Worker>& worker, Work finished) EXCLUDES(mutex_)
     {
         MutexLock lock(mutex_);
@@ -204,8 +205,8 @@ private:
                 Retire(*worker);
                 return {};
             }
-            // Waits without a time-out, because the kernel would have to set and remove a timer at every wait. Trim
-            // ends idle workers instead.
+            // Waits without a time-out, because with a time-out the kernel sets and removes a timer at every wait. Trim
+            // ends idle workers.
             while (!worker->called && !worker->leave) {
                 worker->wake.Wait(mutex_);
             }

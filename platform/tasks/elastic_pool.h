@@ -2,7 +2,7 @@
 // thread. A thread ends after it was idle for 10 s. A pool that has reached its thread limit queues the work and logs
 // one warning. A pool without threads causes no wake-ups of the processor. Strand: runs the work posted to it on a
 // pool, in order and one at a time. Both are used by the task runtime (ffrt.h), for callbacks and for loading
-// abilities. Any thread may post.
+// abilities (service objects). Any thread may post.
 #pragma once
 
 #include <chrono>
@@ -39,9 +39,9 @@ public:
     // will not run: the work is empty, the queue is full, or the system refuses even the first thread. If the system
     // refuses a further thread, the work is queued, and the next Post tries again to start a thread. Exceptions from
     // the work are caught and logged.
-    // finished: an optional function that runs after the work on the same thread, when this worker already counts as
-    // idle. Use it to wake a thread that waits for the work, because the next work that this thread posts then finds an
-    // idle worker. finished must neither block nor throw.
+    // finished: an optional function that runs after the work on the same thread. This function must not block or
+    // throw. If no other work is queued, the worker already counts as idle when finished runs. Use finished to wake a
+    // thread that waits for the work: the next work that the woken thread posts then finds an idle worker.
     bool Post(Work work, Work finished = nullptr);
 
     size_t ThreadCount() const;
@@ -64,7 +64,8 @@ public:
 
     // Queues the work. Returns false if the pool refuses the work (ElasticPool::Post).
     bool Post(Work work);
-    // Blocks until all work has run that was posted before this call. Work of this strand must not call it.
+    // Blocks until all work has run that was posted before this call. Work of this strand must not call Drain, because
+    // the call would never return.
     void Drain();
     bool RunsOnThisThread() const;
 

@@ -71,9 +71,9 @@ ffrt::task_handle ffrt_queue_submit_h(ffrt::queue& queue, ffrt_function_t* funct
 // unknown or was cancelled before.
 int ffrt_queue_cancel(ffrt::queue& queue, const ffrt::task_handle& handle);
 
-// Each type is 64 bytes of storage, in which init constructs the object. All functions return 0 on success. Otherwise
-// they return ffrt_error_busy, ffrt_error_timedout or ffrt_error. ffrt_error: an object is null or was not initialised,
-// or an attribute is not null.
+// The mutex and the condition variable: each is 64 bytes of storage, in which its init function constructs the object.
+// All functions return 0 on success. On failure they return ffrt_error_busy, ffrt_error_timedout or ffrt_error.
+// ffrt_error: an object is null or was not initialised, or an attribute is not null.
 enum ffrt_error_t : int { ffrt_success = 0, ffrt_error = -1, ffrt_error_busy = 16, ffrt_error_timedout = 110 };
 struct alignas(8) ffrt_mutex_t {
     unsigned char storage[64];

@@ -16,8 +16,9 @@ class WaitContext;  // counts the tasks for which ffrt_wait waits; see ffrt.cpp
 struct ffrt_function_t {
     explicit ffrt_function_t(std::function<void()> function) : callable(std::move(function)) {}
 
-    // Invokes the callable and then destroys it. The callable gets its own WaitContext. An exception from the callable
-    // is caught and logged with the task's name.
+    // Invokes and then destroys the callable. The callable runs with a new WaitContext, so that ffrt_wait in the
+    // callable waits only for tasks that the callable submitted. An exception from the callable is caught and logged
+    // with the task's name.
     void Run();
 
     std::function<void()> callable;

@@ -75,8 +75,8 @@ public:
     }
 
 private:
-    // Makes sure that a runner starts when the first task is due. Returns false if the runtime refuses the work of the
-    // runner or its timer.
+    // Makes sure that a runner starts when the first task is due. Returns false if the pool refuses the runner's work
+    // or if the timer cannot be started.
     bool ensure_runner() REQUIRES(mutex_)
     {
         const std::optional<SteadyTime> due = waiting_.NextDue();

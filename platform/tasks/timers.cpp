@@ -75,8 +75,8 @@ private:
     void Run() EXCLUDES(mutex_)
     {
         pthread_setname_np(pthread_self(), "timers");
-        // By default the kernel may wake a thread up to 50 µs late, so that wake-ups of several threads coincide. All
-        // delays of the process already share this thread.
+        // By default the kernel may wake a thread up to 50 µs late, so that wake-ups of several threads coincide. Here
+        // the delay saves no wake-ups, because this thread alone waits for all timers of the process.
         ::prctl(PR_SET_TIMERSLACK, 1UL);
         MutexLock lock(mutex_);
         for (;;) {
