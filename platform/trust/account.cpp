@@ -146,8 +146,10 @@ Result<void> CheckAnswer(const std::filesystem::path& folder, const EnrolmentAns
 }
 
 // Returns the state of an account whose key is on this device. In the returned state, this device is a member and the
-// holder of the account's key. Returns null when the state is lost. The device must then not sign any state until
-// another member has sent the lost state.
+// holder of the account's key. There are two exceptions, because in these cases this device must meet another member
+// before it may sign a state:
+//   RESTORED_FILE exists: returns the state in the folder unchanged.
+//   This device had a state but can no longer read it: creates RESTORED_FILE and returns null.
 Result<SignedStatePtr> EnsureState(const std::filesystem::path& folder, X509* account, EVP_PKEY* accountKey,
                                    const LinkKeys& linkKeys, const Member& self, bool isNewAccount)
 {
@@ -173,8 +175,8 @@ Result<SignedStatePtr> EnsureState(const std::filesystem::path& folder, X509* ac
         return kept;
     }
     if (state.FindMember(self.networkId) == nullptr) {
-        // If the holder in the state has this device's name, that entry is from the time before this device lost its
-        // device key. The entry is therefore removed. A member that has this name but is not the holder stays.
+        // If the holder's entry in the member list has this device's name, the entry is for the device key that this
+        // device has lost. That entry is therefore removed. Another member with this name stays.
         std::erase_if(state.members, [&](const Member& member) {
             return member.networkId == state.holder && member.name == self.name;
         });

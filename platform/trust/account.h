@@ -1,5 +1,5 @@
-// Accounts, and enrolment by files in standard formats. A device's private key never leaves the device. The steps: 1.
-// The first device calls CreateAccount. This device then holds the account's key.
+// Accounts, and enrolment by files in standard formats. A device's private key never leaves the device. The steps:
+//   1. The first device calls CreateAccount. This device then holds the account's key.
 //   2. Each further device calls MakeRequest, which returns a request (PKCS#10, RFC 2986).
 //   3. The device that holds the account's key calls Admit, which returns an answer (CMS, RFC 5652).
 //   4. The new device calls Install with the answer.

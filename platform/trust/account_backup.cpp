@@ -177,8 +177,9 @@ Result<void> RemoveMarker(const std::filesystem::path& folder)
     return failed ? Result<void>(Fail(ErrorCode::SYSTEM, file.string() + ": " + failed.message())) : Result<void>();
 }
 
-// Writes the files of a restored device. The marker file RESTORED_FILE comes first, because the device must not sign a
-// state too early. The device's certificate comes last, because it completes the restore.
+// Writes the files of a restored device. The marker file RESTORED_FILE is written first, so that the device cannot sign
+// a state after an interrupted restore. The device's certificate is written last, because the restore is complete once
+// that file exists. If isAlone is true, the marker file is removed at the end.
 Result<void> WriteRestored(const std::filesystem::path& folder, EVP_PKEY* accountKey, const SignedState& state,
                            X509* device, bool isAlone, const Clock& clock)
 {
@@ -200,7 +201,9 @@ Result<void> WriteRestored(const std::filesystem::path& folder, EVP_PKEY* accoun
     return isAlone ? RemoveMarker(folder) : Result<void>();
 }
 
-// Checks that the account in the backup may replace the account in the folder.
+// Returns ALREADY_EXISTS unless this device has no account, or belongs to the backup's account and needs the backup (as
+// RestoreAccount describes). Also returns ALREADY_EXISTS when the folder has the key of another account.
+// account: the account's certificate in the backup.
 Result<void> CheckMayRestore(const std::filesystem::path& folder, const Identity& identity, X509* account)
 {
     const bool isSame = identity.HasCertificate() && EVP_PKEY_eq(X509_get0_pubkey(identity.accountCertificate.get()),

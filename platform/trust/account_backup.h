@@ -31,9 +31,10 @@ inline constexpr size_t MIN_PASSPHRASE = 8;  // the smallest allowed length of a
 //   a restored device that has not met another member
 // After the restore, the device cannot sign a new state until it has met another member, because other members may have
 // newer states. IsRestored returns true until then.
-// isAlone: the account has no other member, so the device becomes the holder at once.
+// isAlone: the caller states that the account has no other member. The device then becomes the holder at once, and
+// IsRestored returns false.
 // UNTRUSTED: the passphrase is wrong. MALFORMED: the file is damaged, or is not a backup. ALREADY_EXISTS: the device
-// has another account, or needs no backup.
+// belongs to another account, has the key of another account, or needs no backup.
 [[nodiscard]] Result<void> RestoreAccount(const std::filesystem::path& folder, const std::filesystem::path& file,
                                           const std::string& passphrase, const std::string& deviceName, bool isAlone,
                                           const Clock& clock = Clock::System());
@@ -41,10 +42,10 @@ inline constexpr size_t MIN_PASSPHRASE = 8;  // the smallest allowed length of a
 // Returns whether this device must meet another member before it may sign a state. Returns true after RestoreAccount.
 // Also returns true after this device has lost the account's state and then created its certificate again.
 bool IsRestored(const std::filesystem::path& folder);
-// Call this function after a restored device has met another member and, if that member's state was newer, has adopted
-// it. Makes this device a member and the holder (the device with the account's key). Returns the new identity. If
-// IsRestored returns false, the function only loads the identity. REFUSED: the account removed this device.
-// UNAVAILABLE: this device has no state of the account.
+// Call this function after a restored device has met another member. If that member's state is newer than this device's
+// state, this device must adopt the newer state first (AdoptState). Makes this device a member and the holder (the
+// device with the account's key). Returns the new identity. If IsRestored returns false, the function only loads the
+// identity. REFUSED: the account removed this device. UNAVAILABLE: this device has no state of the account.
 [[nodiscard]] Result<Identity> CompleteRestore(const std::filesystem::path& folder,
                                                const Clock& clock = Clock::System());
 

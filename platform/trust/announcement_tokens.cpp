@@ -17,13 +17,14 @@ namespace {
 constexpr std::string_view PURPOSE_PREFIX = "distnet announcement ";
 constexpr size_t TAG_BYTES = TOKEN_BYTES - TOKEN_ID_BYTES;
 constexpr size_t ID_START_CHARACTERS = 2 * TOKEN_ID_BYTES;
-// The first byte of a hash's input. This byte says whether the hash is a token's tag or the mask that encrypts the id.
+// The first byte of an HMAC's input: FOR_TAG to compute a token's tag, FOR_MASK to compute the mask that encrypts the
+// first bytes of the network id.
 constexpr std::string_view FOR_TAG = "\x01";
 constexpr std::string_view FOR_MASK = "\x02";
 using Periods = std::chrono::duration<int64_t, std::ratio<15 * 60>>;
 static_assert(Periods(1) == TOKEN_PERIOD);
-// A token's period may differ from this device's period by at most this many periods: NEIGHBOURS in Read,
-// MAX_DIFFERENCE in ReadOfAnyClock.
+// The largest allowed difference between a token's period and the expected period, in periods. Read and ReadMadeAt
+// allow NEIGHBOURS. ReadOfAnyClock allows MAX_DIFFERENCE.
 constexpr int64_t NEIGHBOURS = 1;
 constexpr int64_t MAX_DIFFERENCE = MAX_TOKEN_CLOCK_DIFFERENCE / TOKEN_PERIOD;
 
@@ -90,8 +91,9 @@ public:
 private:
     static int64_t PeriodOf(WallTime time) { return std::chrono::floor<Periods>(time.time_since_epoch()).count(); }
 
-    // Reads the token for several periods, the nearest first: from "difference" periods before the period of the given
-    // time to "difference" periods after it.
+    // Tries to read the token for several periods: the period of the given time, then 1 period before, 1 after,
+    // 2 before, 2 after, and so on.
+    // difference: the largest distance to try, in periods.
     std::optional<TokenOwner> ReadWithin(std::string_view token, WallTime time, int64_t difference) const
     {
         if (token.size() != TOKEN_BYTES) {

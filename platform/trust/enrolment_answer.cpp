@@ -168,7 +168,8 @@ Result<SecretText> Decrypt(const std::string& pem, EVP_PKEY* deviceKey)
         return Failure(std::move(message).error());
     }
     CMS_ContentInfo* const enveloped = message.value().get();
-    // Other types are refused, because only authenticated encryption detects a changed text before it is decoded.
+    // Only AuthEnvelopedData is accepted, because only authenticated encryption detects a changed text before the
+    // text is decoded.
     if (OBJ_obj2nid(CMS_get0_type(enveloped)) != NID_id_smime_ct_authEnvelopedData) {
         return Fail(ErrorCode::MALFORMED,
                     std::string("the answer is not encrypted as AuthEnvelopedData") + ADMIT_AGAIN);

@@ -17,7 +17,8 @@ struct CheckedRequest {
 };
 
 // Checks an enrolment request. MALFORMED: the pointer is null, because the request could not be decoded. UNTRUSTED: the
-// key in the request did not sign it, or that key is not P-256. INVALID_ARGUMENT: the device's name is not allowed.
+// request is not signed with the key in the request, or that key is not P-256. INVALID_ARGUMENT: the device's name is
+// not allowed.
 [[nodiscard]] Result<CheckedRequest> CheckRequest(OpenSslPtr<X509_REQ> request);
 
 }  // namespace Vexo::Trust

@@ -32,8 +32,8 @@ public:
     std::string Of(std::initializer_list<std::string_view> parts) const;
 
 private:
-    // An OpenSSL context that contains the key. Of copies it for each HMAC, because fetching the algorithm each time
-    // would cost more than the HMAC itself.
+    // An OpenSSL context that contains the key. Of() copies the context for each HMAC, because fetching the
+    // algorithm each time would cost more than the HMAC itself.
     std::unique_ptr<EVP_MAC_CTX, MacDeleter> keyed_;
 };
 

@@ -131,8 +131,8 @@ Result<Identity> LoadKeyAndId(const std::filesystem::path& folder)
     return identity;
 }
 
-// Loads the device's enrolment and stores it in identity: both certificates or none, and the state and the link keys if
-// they exist.
+// Loads the device's enrolment into the given Identity: both certificates, and the state and the link keys if they
+// exist. Leaves the Identity unchanged if the device has no certificate.
 Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identity)
 {
     const std::filesystem::path certificateFile = folder / DEVICE_CERTIFICATE_FILE;

@@ -27,8 +27,8 @@ inline constexpr mode_t SECRET_FILE_MODE = 0600;
 // fails and reports the cause.
 bool FileExists(const std::filesystem::path& file);
 
-// A message about a key that other users may have read ends with this text and a command. A person who is sure that
-// nobody has read the key runs the command.
+// If other users can access a secret file or the identity folder, the error message ends with this text and a shell
+// command that ends the access. A person who is sure that nobody has read a secret runs the command.
 inline constexpr const char* IF_NOT_KNOWN = " If not: ";
 // The last words of a message about a damaged or missing identity file. The command in them gives advice.
 inline constexpr const char* DOCTOR_KNOWS = "; `distnetctl doctor` says how to repair it";

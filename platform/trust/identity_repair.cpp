@@ -88,8 +88,8 @@ bool IsForeignKey(const std::filesystem::path& folder, EVP_PKEY* accountKey)
     return account && X509_check_private_key(account.value().get(), accountKey) != 1;
 }
 
-// Returns true if the link keys were read without an error and belong to the account in the folder. If the account's
-// certificate cannot be read, the function does not compare the account.
+// Returns true if the link keys were read without an error and belong to the account whose certificate is in the
+// folder. If that certificate cannot be read, the link keys may belong to any account.
 bool CanUse(const Result<LinkKeyRecord>& linkKeys, const std::filesystem::path& folder)
 {
     const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
@@ -97,8 +97,9 @@ bool CanUse(const Result<LinkKeyRecord>& linkKeys, const std::filesystem::path& 
     return linkKeys && (!account || linkKeys.value().account == NetworkIdOf(account.value().get()));
 }
 
-// Returns advice with the commands that give the device its missing certificate or link key. The commands first rename
-// the old files. replaced: files to rename, in addition to a link key that cannot be used.
+// Returns advice with the commands that give the device its missing certificate or link key.
+// replaced: the files that the commands rename first. The function adds the files of a link key and of an account's key
+// if these keys cannot be used.
 std::string Reissue(const std::filesystem::path& folder, std::vector<const char*> replaced)
 {
     const std::filesystem::path accountKeyFile = folder / ACCOUNT_KEY_FILE;

@@ -85,9 +85,9 @@ Certificate Renewed(const Identity& identity, EVP_PKEY* accountKey, const std::s
     return endsLater ? std::move(made) : nullptr;
 }
 
-// Compares the lists of removed devices in two states. own: this device's state. candidate: a state from another
-// device. Returns the name of a device that only own lists as removed. Returns an empty string when there is no such
-// device.
+// Returns the name of a device that this device's state lists as removed and the other state does not. Returns an empty
+// string when there is no such device.
+// own: this device's state, or null. candidate: a state from another device.
 std::string NameOfForgotten(const SignedState* own, const AccountState& candidate)
 {
     for (const RemovedKey& removed : own != nullptr ? own->State().removed : std::vector<RemovedKey>()) {

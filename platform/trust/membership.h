@@ -46,7 +46,8 @@ inline constexpr std::chrono::hours PREVIOUS_LINK_KEY_LIFE{24 * 30};
                                             const std::string& name, const Clock& clock = Clock::System());
 // Removes the member from the account and creates a new link key. The current link key then becomes the previous key
 // and stays valid for PREVIOUS_LINK_KEY_LIFE. However, an older previous key remains the previous key if it is still
-// valid for more than half of PREVIOUS_LINK_KEY_LIFE. Every member that missed a removal knows that older key.
+// valid for more than half of PREVIOUS_LINK_KEY_LIFE. A member that missed one or more of these removals knows that
+// older key, so the member can still get the new state.
 // announcesPreviousKey: see AccountState.
 // REFUSED: networkId is this device (use LeaveAccount). NOT_FOUND: no member has that network id.
 [[nodiscard]] Result<Identity> RemoveMember(const std::filesystem::path& folder, const std::string& networkId,
@@ -67,7 +68,7 @@ inline constexpr std::chrono::hours PREVIOUS_LINK_KEY_LIFE{24 * 30};
 // The holder of the account's key calls this function. Issues a new certificate for a member and returns it in DER.
 // shown: the certificate that the member presented.
 // Returns nullopt on failure, when RenewAccount was not called after that certificate was issued, or when the new
-// certificate would not expire later.
+// certificate would not expire later than that certificate.
 std::optional<std::string> RenewedCertificate(const std::filesystem::path& folder, const std::string& networkId,
                                               X509* shown, const Clock& clock = Clock::System());
 // A member calls this function. Installs the member's renewed certificate if it expires later than the current

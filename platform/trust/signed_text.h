@@ -15,7 +15,7 @@ namespace Vexo::Trust {
 SecretText SignText(const SecretText& text, X509* signer, EVP_PKEY* signerKey);
 
 // A text whose signature is valid. The signer's certificate comes from the message itself. The caller must therefore
-// compare it with the account's certificate before it trusts the text.
+// compare that certificate with the account's certificate before trusting the text.
 struct SignedText {
     SecretText text;
     Certificate signer;

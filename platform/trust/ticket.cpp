@@ -23,8 +23,9 @@ constexpr size_t BITS_OF_DIGIT = 5;
 constexpr size_t CHECK_MODULUS = 37;
 static_assert(SYMBOLS.size() == CHECK_MODULUS);
 
-// The secret and the address are each written as one big-endian number of base-32 digits. The digits have 2 bits more
-// than the number. These 2 bits come first. In the address they are 0. In the secret they contain the ticket's version.
+// The secret (128 bits) and the address (48 bits) are each written in base 32, the most significant digit first. The
+// digits of the secret have 130 bits, and the digits of the address have 50 bits. The first 2 bits of the secret's
+// digits are the ticket's version. The first 2 bits of the address's digits are 0.
 constexpr size_t SECRET_DIGITS = 26;
 constexpr size_t ADDRESS_DIGITS = 10;
 constexpr size_t SHORT_TICKET = SECRET_DIGITS + 1;

@@ -18,8 +18,8 @@ namespace Vexo::Trust {
 
 inline constexpr size_t TICKET_SECRET_BYTES = 16;
 inline constexpr std::chrono::minutes TICKET_LIFE{10};
-// The holder (the device that shows the ticket) answers new devices for this long after it made the ticket. If the
-// ticket was used or has expired, the answer says so.
+// The time after the creation of a ticket in which the holder (the device that shows the ticket) answers devices that
+// connect with the ticket. A device that cannot join any more receives the reason, such as an expired ticket.
 inline constexpr std::chrono::minutes TICKET_ANSWER_TIME{60};
 inline constexpr size_t MAX_TICKET_TEXT = 40;
 

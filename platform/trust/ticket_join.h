@@ -27,8 +27,9 @@ struct EnrolmentRequest {
 // request: the payload of the JOIN_REQUEST message that the joiner will send.
 std::string JoinCommitment(std::string_view request);
 // Returns the six digits that both devices show. Returns an empty string only when memory is short.
-// exported: key material that TLS exports for the connection. It differs for each connection. If an attacker who knows
-// the ticket has one connection to each of the two devices, the devices therefore show different digits.
+// exported: key material that TLS exports for the connection. Each connection has different key material. If an
+// attacker who knows the ticket has one connection to each of the two devices, the devices therefore show different
+// digits.
 // request: the payload of the JOIN_REQUEST message, not a hash of it. The joiner keeps the payload secret until it
 // knows the holder's nonce. The payload's hash is not secret, because it is the commitment (JoinCommitment).
 std::string JoinNumber(const SecretBytes& exported, std::string_view holderNonce, std::string_view request);
