@@ -140,6 +140,7 @@ class Account(unittest.TestCase):
         self.assertEqual(self.phone.run("account", "leave", typed="y\n").returncode, 0)
         self.assertIn("none: see", self.phone.run("status").stdout)
         self.join_by_yes(self.phone)
+        wait_until(self, lambda: "reachable" in self.phone.run("devices").stdout)  # a slow machine needs more than a search
         started = self.phone.run("start", "laptop")
         self.assertEqual(started.returncode, 0, joined_text(started))
         self.assertIn("has other members", self.laptop.run("account", "leave", "--yes").stderr)
