@@ -4,9 +4,10 @@
 
 namespace Vexo::Host {
 
-void ShareOneHeap()
+void SetUpHeap()
 {
     mallopt(M_ARENA_MAX, 1);
+    mallopt(M_MMAP_THRESHOLD, 64 * 1024);
 }
 
 std::shared_ptr<IdleMemory> IdleMemory::Make(Tasks::Timers& timers)

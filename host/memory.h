@@ -11,9 +11,10 @@
 
 namespace Vexo::Host {
 
-// Makes all threads share one heap. Most threads sleep, and a heap for each would only use memory. Call before any
-// other thread exists.
-void ShareOneHeap();
+// Makes all threads share one heap: most threads sleep, and a heap for each would only use memory. Also keeps large
+// blocks out of the heap, so that they leave no gaps when they are freed (mallopt(3), M_MMAP_THRESHOLD: without a fixed
+// threshold, malloc raises it after the first large block). Call before any other thread exists.
+void SetUpHeap();
 
 // Returns free heap pages to the system when MarkActive was not called for the duration QUIET. Does this once after
 // each period of activity. No timer runs after that, so an idle daemon is not woken.

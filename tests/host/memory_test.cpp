@@ -22,7 +22,7 @@ size_t FreeAtTop()
 
 TEST(IdleMemory, FreeHeapPagesAreReturnedOnceDaemonIsQuiet)
 {
-    ShareOneHeap();
+    SetUpHeap();
     mallopt(M_TRIM_THRESHOLD, 64 * 1024 * 1024);  // so that free() itself returns nothing to the system
     std::vector<std::unique_ptr<char[]>> blocks(4096);
     for (auto& block : blocks) {
