@@ -17,8 +17,8 @@
 
 namespace Vexo::Tasks {
 
-// Returns the sum of now and delay. A delay of more than ten years counts as ten years, because the sum would overflow
-// the clock. The delay is compared with ten years in the unit of the delay, because a conversion could overflow too.
+// Returns the sum of now and delay. A delay of more than ten years counts as ten years; a longer one could overflow the
+// sum. The ten years are converted to the unit of the delay, because the opposite conversion could overflow.
 template <typename Delay>
 SteadyTime DueAfter(SteadyTime now, Delay delay)
 {
@@ -88,6 +88,7 @@ public:
                      [&](const DuePlace& place) { return predicate(std::as_const(*slots_[place.slot].entry)); });
         std::sort(matching.begin(), matching.end());
         std::vector<Entry> removed;
+        removed.reserve(matching.size());
         for (const DuePlace& place : matching) {
             removed.push_back(std::move(*Remove(place)));
         }
