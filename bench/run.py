@@ -220,6 +220,13 @@ def measure(program, names, arguments, folder):
     return figures
 
 
+def measured(program, names, arguments, goals, folder):
+    """Runs a program. Returns the named figures, and those without a goal, with ratio, goal and met."""
+    figures = measure(program, names, arguments, folder)
+    return [judged(figure, goals.get(name, {}), figures) for name, figure in figures.items()
+            if name in names or name not in goals]
+
+
 def slips(results, goals):
     """Returns the results whose ratio is GATE_FACTOR times worse than the goal."""
     return [result for result in results
@@ -287,9 +294,13 @@ def main():
         for program, names in chosen.items():
             print(f"== {program}", flush=True)
             try:
-                figures = measure(program, names, arguments, folder)
-                results += [judged(figure, goals.get(name, {}), figures) for name, figure in figures.items()
-                            if name in names or name not in goals]
+                found = measured(program, names, arguments, goals, folder)
+                for slip in slips(found, goals) if arguments.gate else []:
+                    # Other programs of the machine can spoil a short measurement, so the second one decides.
+                    print(f'{slip["name"]}: its ratio was {slip.get("ratio")}; measured once more', flush=True)
+                    again = measured(program, [slip["name"]], arguments, goals, folder)
+                    found = [result for result in found if result["name"] != slip["name"]] + again
+                results += found
             except Failed as problem:
                 failures.append((program, problem))
     except KeyboardInterrupt:

@@ -72,6 +72,13 @@ class BenchDriverTest(unittest.TestCase):
         self.assertEqual((status, list(results)), (1, ["fast.ratio"]))
         self.assertIn("fast.ratio FAILED: its ratio is 2.1", output)
 
+    def test_gate_measures_a_bad_ratio_once_more(self):
+        self.write("fast", "import os\nfirst = not os.path.exists('ran')\nopen('ran', 'w')\n" +
+                   FIGURE.replace("3.0", "4.2 if first else 3.0"))
+        status, output, results = self.bench("--gate", "fast")
+        self.assertEqual((status, results["fast.ratio"]["ratio"]), (0, 1.5), output)
+        self.assertIn("fast.ratio: its ratio was 2.1; measured once more", output)
+
     def test_unknown_name_lists_the_names(self):
         status, output, _ = self.bench("fastest")
         self.assertEqual(status, 2)
