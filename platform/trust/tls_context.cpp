@@ -180,6 +180,9 @@ private:
             X509_STORE_add_cert(SSL_CTX_get_cert_store(context.get()), identity.accountCertificate.get()) != 1) {
             return nullptr;
         }
+        // Sends this device's certificate only. Otherwise OpenSSL would verify it again in each handshake, to find the
+        // account's certificate and send it too, which each peer has.
+        SSL_CTX_set_mode(context.get(), SSL_MODE_NO_AUTO_CHAIN);
         SSL_CTX_set_app_data(context.get(), this);
         return context;
     }
