@@ -121,7 +121,7 @@ int Serve(const Configuration& configuration)
 
 int main(int argc, char** argv)
 {
-    Vexo::KeepStandardStreams();
+    Vexo::OpenClosedStandardStreams();
     Vexo::Host::SetUpHeap();
     Options options;
     if (const int code = ParseArguments(argc, argv, options); code >= 0) {

@@ -14,10 +14,10 @@
 
 namespace Vexo::Linux {
 
-// shared: the values that the channel and the transport share. Start reads the channel number from them. The channel
-// writes the adapter and the state to them. If the channel number is 0 at Start, the channel neither announces nor
-// scans. timers must outlive the channel. The callback Heard must not call Withdraw or destroy the channel. Does not
-// block.
+// Returns the channel that announces and finds devices over Bluetooth. shared: the values that this channel and the
+// transport share. This channel writes the adapter and the state to them. Start reads from them the L2CAP port (PSM) on
+// which the transport listens. If the PSM is 0, this channel neither announces nor scans. timers must outlive the
+// channel. The callback Heard must not call Withdraw or destroy the channel. Does not block.
 std::unique_ptr<SoftBus::AnnouncementChannel> MakeBluetoothChannel(const BluetoothOptions& options,
                                                                    std::shared_ptr<BluetoothShared> shared,
                                                                    Tasks::Timers& timers = Tasks::Timers::System());

@@ -399,8 +399,7 @@ Result<Profile> NetworkManager::WithSecrets(Profile profile) const
 
 Result<void> NetworkManager::Delete(const std::string& profile) const
 {
-    // Error replies are ignored, because NetworkManager may already have deleted a temporary profile with its
-    // activation.
+    // Error replies are ignored, because NetworkManager itself deletes a temporary profile when its connection ends.
     const Result<void> deleted = Call(ObjectOf(profile, "Settings.Connection"), "Delete");
     if (deleted) {
         QuviewDFX::LogInfo(LABEL, "profile %{public}s deleted", profile);

@@ -63,7 +63,7 @@ JsonKind<std::optional<uint8_t>> PercentKind()
                 out = isUnknown ? std::nullopt : out;
                 return isUnknown ? "" : "is not allowed";
             }
-            std::string wrong = WrongWholeNumber(json, 0, MAX_PERCENT);
+            std::string wrong = WholeNumberFault(json, 0, MAX_PERCENT);
             if (wrong.empty()) {
                 out = static_cast<uint8_t>(json.valuedouble);
             }

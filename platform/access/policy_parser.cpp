@@ -21,7 +21,7 @@ std::string WrongName(const std::string& name)
 JsonKind<std::string> NameOrNumberKind()
 {
     const auto read = [](const cJSON& json, std::string& out) {
-        std::string wrong = cJSON_IsString(&json) ? WrongName(json.valuestring) : WrongWholeNumber(json, 0, MAX_ID);
+        std::string wrong = cJSON_IsString(&json) ? WrongName(json.valuestring) : WholeNumberFault(json, 0, MAX_ID);
         if (wrong.empty()) {
             out = cJSON_IsString(&json) ? json.valuestring : std::to_string(static_cast<uint32_t>(json.valuedouble));
         }

@@ -18,7 +18,7 @@ public:
     {
         MutexLock lock(mutex_);
         value_ = std::move(value);
-        given_.NotifyAll();
+        valueSet_.NotifyAll();
     }
 
     // Blocks until the value is set, and returns a copy of the value. Returns nullopt if no value is set in time.
@@ -26,13 +26,13 @@ public:
     std::optional<T> WaitFor(std::chrono::milliseconds limit)
     {
         MutexLock lock(mutex_);
-        given_.WaitFor(mutex_, limit, [this]() REQUIRES(mutex_) { return value_.has_value(); });
+        valueSet_.WaitFor(mutex_, limit, [this]() REQUIRES(mutex_) { return value_.has_value(); });
         return value_;
     }
 
 private:
     Mutex mutex_;
-    CondVar given_;
+    CondVar valueSet_;
     std::optional<T> value_ GUARDED_BY(mutex_);
 };
 

@@ -223,7 +223,7 @@ JsonKind<T> WholeNumberKind(int64_t least, int64_t most, const std::string& note
     return ValueKind<T>(
         std::to_string(least) + " to " + std::to_string(most) + (note.empty() ? "" : "; " + note),
         [least, most](const cJSON& json, T& out) {
-            std::string wrong = WrongWholeNumber(json, least, most);
+            std::string wrong = WholeNumberFault(json, least, most);
             if (wrong.empty()) {
                 out = static_cast<T>(static_cast<int64_t>(json.valuedouble));
             }
@@ -249,7 +249,7 @@ inline JsonKind<int> FormatVersionKind(int newest)
                 return "was made by a newer version of this program";
             }
             out = newest;
-            return WrongWholeNumber(json, newest, newest);
+            return WholeNumberFault(json, newest, newest);
         },
         [](int version) { return Json(cJSON_CreateNumber(version)); });
 }

@@ -347,7 +347,7 @@ Result<void> SetTypedValue(const JsonShape& shape, void* object, std::string_vie
     return {};
 }
 
-std::string WrongWholeNumber(const cJSON& json, int64_t least, int64_t most)
+std::string WholeNumberFault(const cJSON& json, int64_t least, int64_t most)
 {
     if (!cJSON_IsNumber(&json)) {
         return "is not a number";

@@ -67,7 +67,7 @@ std::string TypedValue(const JsonKey& key, const void* object);
 
 // Checks a value that must be a whole number from least to most. Returns a text that says what is wrong with the value,
 // or an empty string.
-std::string WrongWholeNumber(const cJSON& json, int64_t least, int64_t most);
+std::string WholeNumberFault(const cJSON& json, int64_t least, int64_t most);
 // Returns the words in quotes, joined for a sentence, such as "\"off\" or \"on\"".
 std::string QuotedAlternatives(const std::vector<std::string>& words);
 

@@ -24,7 +24,7 @@ Failure ReadError(const std::filesystem::path& path, int number)
 
 }  // namespace
 
-void KeepStandardStreams()
+void OpenClosedStandardStreams()
 {
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(fd, F_GETFD) < 0) {

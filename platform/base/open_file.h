@@ -16,7 +16,7 @@ namespace Vexo {
 // Opens /dev/null on each of the descriptors 0 to 2 that is closed, so that a file that is opened later cannot get one
 // of these numbers and receive text for standard output or standard error. Writing to a descriptor that this function
 // opened fails with EBADF. Call this function first in main.
-void KeepStandardStreams();
+void OpenClosedStandardStreams();
 // Says whether a symbolic link as the last component of a path is followed or refused. Refuse such a link in a folder
 // to which other users can write, because those users could make the link point to any file.
 enum class LastLink { FOLLOWED, REFUSED };

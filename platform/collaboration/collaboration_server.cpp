@@ -126,7 +126,7 @@ int CollaborationServer::Send(int32_t sessionId, const Parcel& parcel)
     return SendBytes(sessionId, parcel.GetData(), static_cast<unsigned int>(parcel.GetDataSize()));
 }
 
-// ---- Starts of this device
+// ---- Collaborations that this device starts
 
 StartResult CollaborationServer::StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target)
 {

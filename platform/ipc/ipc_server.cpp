@@ -64,7 +64,7 @@ public:
 private:
     enum class Growth { DONE, AT_LIMIT, REFUSED };
     // What a worker must do with a connection that it has served.
-    enum class Serving { ARM, DROP, PARKED };
+    enum class AfterServing { ARM, DROP, PARKED };
 
     void Work();
     bool AwaitEvent(epoll_event& event);
@@ -75,13 +75,14 @@ private:
     void AcceptAll();
     bool RefuseForDescriptors();
     void Accept(UniqueFd socket);
-    static void TurnAway(UniqueFd socket, IpcStatus status);
+    static void RefuseClient(UniqueFd socket, IpcStatus status);
     std::shared_ptr<ServerConnection> Find(uint64_t id);
     void OnEvent(const epoll_event& event, Buffers& buffers);
     void ServeInTurn(std::shared_ptr<ServerConnection> connection, Buffers& buffers);
-    Serving Serve(const std::shared_ptr<ServerConnection>& connection, Buffers& buffers);
+    AfterServing Serve(const std::shared_ptr<ServerConnection>& connection, Buffers& buffers);
     ssize_t Linger(const ServerConnection& connection, Buffers& buffers);
-    ServerConnection::Sent Answer(const std::shared_ptr<ServerConnection>& connection, size_t size, Buffers& buffers);
+    ServerConnection::Sent RunRequest(const std::shared_ptr<ServerConnection>& connection, size_t size,
+                                      Buffers& buffers);
     int32_t Dispatch(const IpcHeader& request, Buffers& buffers);
     void Drop(ServerConnection& connection);
 
@@ -301,7 +302,7 @@ bool Server::RefuseForDescriptors()
     const bool isClient = static_cast<bool>(socket);
     if (isClient) {
         faults_.OutOfDescriptors();
-        TurnAway(std::move(socket), IPC_BUSY);
+        RefuseClient(std::move(socket), IPC_BUSY);
     }
     reserve_.Reset(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     return isClient;
@@ -311,12 +312,12 @@ void Server::Accept(UniqueFd socket)
 {
     PeerCredentials peer;
     if (!ReadPeerCredentials(socket.Get(), peer)) {
-        TurnAway(std::move(socket), IPC_REFUSED);
+        RefuseClient(std::move(socket), IPC_REFUSED);
         return;
     }
     if (const char* why = shares_->AddConnection(peer.uid)) {
         faults_.TurnedAway(peer.uid, why);
-        TurnAway(std::move(socket), IPC_BUSY);
+        RefuseClient(std::move(socket), IPC_BUSY);
         return;
     }
     SetReceiveLimit(socket.Get(), LINGER_LIMIT);
@@ -334,7 +335,7 @@ void Server::Accept(UniqueFd socket)
 }
 
 // Sends the status to a client whose connection is refused, and closes the socket.
-void Server::TurnAway(UniqueFd socket, IpcStatus status)
+void Server::RefuseClient(UniqueFd socket, IpcStatus status)
 {
     if (socket) {
         (void)SendReply(socket.Get(), 0, status, MessageParcel());
@@ -375,11 +376,11 @@ void Server::ServeInTurn(std::shared_ptr<ServerConnection> connection, Buffers& 
         if (!began) {
             return;
         }
-        const Serving next = Serve(connection, buffers);
+        const AfterServing next = Serve(connection, buffers);
         std::shared_ptr<ServerConnection> waiting = shares_->EndRequest(connection->Caller().uid, *began);
-        if (next == Serving::ARM) {
+        if (next == AfterServing::ARM) {
             connection->Arm();
-        } else if (next == Serving::DROP) {
+        } else if (next == AfterServing::DROP) {
             Drop(*connection);
         }
         if (waiting && stopping_) {
@@ -390,31 +391,31 @@ void Server::ServeInTurn(std::shared_ptr<ServerConnection> connection, Buffers& 
     }
 }
 
-Server::Serving Server::Serve(const std::shared_ptr<ServerConnection>& connection, Buffers& buffers)
+Server::AfterServing Server::Serve(const std::shared_ptr<ServerConnection>& connection, Buffers& buffers)
 {
     ssize_t size = connection->Receive(buffers.datagram.get(), MSG_DONTWAIT);
     while (size >= 0) {
         if (size == 0 && connection->PeerIsGone()) {
-            return Serving::DROP;
+            return AfterServing::DROP;
         }
-        switch (Answer(connection, static_cast<size_t>(size), buffers)) {
+        switch (RunRequest(connection, static_cast<size_t>(size), buffers)) {
             case ServerConnection::Sent::WHOLE:
                 break;
             case ServerConnection::Sent::PARKED:
-                return Serving::PARKED;
+                return AfterServing::PARKED;
             case ServerConnection::Sent::FAILED:
                 if (errno != EPIPE && errno != ECONNRESET) {
                     faults_.FailedReply(connection->Caller(), std::strerror(errno));
                 }
-                return Serving::DROP;
+                return AfterServing::DROP;
         }
         buffers.Trim();
         if (shares_->IsLimited(connection->Caller().uid)) {
-            return Serving::ARM;  // while the worker lingered, other connections of the user would have to wait
+            return AfterServing::ARM;  // while the worker lingered, other connections of the user would have to wait
         }
         size = Linger(*connection, buffers);
     }
-    return errno == EAGAIN ? Serving::ARM : Serving::DROP;
+    return errno == EAGAIN ? AfterServing::ARM : AfterServing::DROP;
 }
 
 // Waits for a moment on the connection's own socket for the next request, because a busy client sends its next request
@@ -434,8 +435,8 @@ ssize_t Server::Linger(const ServerConnection& connection, Buffers& buffers)
 }
 
 // Runs the request in the datagram and sends the reply.
-ServerConnection::Sent Server::Answer(const std::shared_ptr<ServerConnection>& connection, size_t size,
-                                      Buffers& buffers)
+ServerConnection::Sent Server::RunRequest(const std::shared_ptr<ServerConnection>& connection, size_t size,
+                                          Buffers& buffers)
 {
     IpcHeader request;
     buffers.data.Clear();
@@ -477,7 +478,7 @@ int32_t Server::Dispatch(const IpcHeader& request, Buffers& buffers)
 void Server::Drop(ServerConnection& connection)
 {
     const CallerIdentity caller = connection.Caller();
-    if (connection.WasGivenUp()) {
+    if (connection.HasSendTimedOut()) {
         faults_.FailedReply(caller, "it does not read its replies");
     }
     connection.Close();

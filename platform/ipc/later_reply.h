@@ -23,8 +23,8 @@ public:
 class LaterReply : public NoCopyable {
 public:
     // Takes over the reply of the request that runs on this thread. The handler's return value is then ignored. Returns
-    // null if the thread runs no request of a server, if the call comes from inside the process, or if the reply was
-    // taken over already.
+    // null if the thread runs no request of a server, if the client is in the same process, or if the reply was taken
+    // over already.
     static std::unique_ptr<LaterReply> Take();
 
     LaterReply(std::shared_ptr<ReplyTarget> target, uint32_t abilityId);

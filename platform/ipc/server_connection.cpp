@@ -146,7 +146,7 @@ void ServerConnection::SendLater(uint32_t abilityId, int32_t status, const Messa
 void ServerConnection::Arm()
 {
     const MutexLock lock(mutex_);
-    DISTNET_ASSERT(stage_ == Stage::RUNNING, "the worker that has the connection arms it");
+    DISTNET_ASSERT(stage_ == Stage::RUNNING, "only a connection that was taken by a worker is armed again");
     ArmFor(EPOLLIN | EPOLLRDHUP, Stage::READING);
 }
 
@@ -166,7 +166,7 @@ void ServerConnection::Close()
     timer_.Cancel();
 }
 
-bool ServerConnection::WasGivenUp()
+bool ServerConnection::HasSendTimedOut()
 {
     const MutexLock lock(mutex_);
     return wasGivenUp_;
@@ -201,7 +201,7 @@ void ServerConnection::WaitForRoom()
     if (stage_ != Stage::SENDING) {
         timer_ = Tasks::Timers::System().CallAfter(sendLimit_, [weak = weak_from_this(), wait = ++waits_] {
             if (const auto connection = weak.lock()) {
-                connection->GiveUp(wait);
+                connection->OnSendTimeout(wait);
             }
         });
         if (!timer_.IsArmed()) {
@@ -213,7 +213,7 @@ void ServerConnection::WaitForRoom()
 
 // Shuts the socket down, which wakes a worker. That worker drops the connection, because only a worker may drop it.
 // wait: the number of the wait whose time limit has passed.
-void ServerConnection::GiveUp(uint64_t wait)
+void ServerConnection::OnSendTimeout(uint64_t wait)
 {
     const MutexLock lock(mutex_);
     if (stage_ == Stage::SENDING && wait == waits_) {

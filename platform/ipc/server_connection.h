@@ -1,8 +1,8 @@
 // ServerConnection: one client connection of the server. The class decides which thread may use the connection. The
 // connection is either armed in the server's epoll for one event, or owned by the worker that received an event. While
 // a request waits for a later reply (later_reply.h), no worker owns the connection. Only Receive can block. Workers
-// call all functions except GiveUp (timer thread). The timer thread also calls Arm, the server's destructor also calls
-// Close, and any thread may call SendLater. Stages:
+// call all functions except OnSendTimeout (timer thread). The timer thread also calls Arm, the server's destructor also
+// calls Close, and any thread may call SendLater. Stages:
 //   READING --request--> RUNNING --answered--> READING
 //   RUNNING --the reply comes later--> AWAITING_REPLY --reply--> READING
 //   RUNNING, AWAITING_REPLY --the client does not read--> SENDING --the client reads--> READING
@@ -66,7 +66,7 @@ public:
     // Closes the socket. SendLater then drops its reply.
     void Close() EXCLUDES(mutex_);
     // Returns true if the client was disconnected because it did not read its replies.
-    bool WasGivenUp() EXCLUDES(mutex_);
+    bool HasSendTimedOut() EXCLUDES(mutex_);
 
     void SendLater(uint32_t abilityId, int32_t status, const MessageParcel& reply) override EXCLUDES(mutex_);
 
@@ -77,7 +77,7 @@ private:
     void KeepUnsent(uint32_t abilityId, int32_t status, const MessageParcel& reply) REQUIRES(mutex_);
     Sent SendUnsent() REQUIRES(mutex_);
     void WaitForRoom() REQUIRES(mutex_);
-    void GiveUp(uint64_t wait) EXCLUDES(mutex_);
+    void OnSendTimeout(uint64_t wait) EXCLUDES(mutex_);
 
     const uint64_t id_;
     const int epoll_;

@@ -53,13 +53,13 @@ void UserShares::RemoveConnection(uid_t user)
     --connections_;
     if (const auto share = shares_.find(user); share != shares_.end()) {
         --share->second.connections;
-        ForgetUnused(share);
+        EraseIfUnused(share);
     }
 }
 
 // Removes the entry of a user that has neither connections nor requests. A request may end after its connection, if the
 // client has disconnected.
-void UserShares::ForgetUnused(Shares::iterator share)
+void UserShares::EraseIfUnused(Shares::iterator share)
 {
     if (share->second.connections == 0 && share->second.running.empty()) {
         shares_.erase(share);
@@ -75,9 +75,9 @@ std::optional<SteadyTime> UserShares::BeginRequest(const std::shared_ptr<ServerC
     }
     const MutexLock lock(mutex_);
     Share& share = shares_.at(user);
-    if (FreeOf(share) == 0) {
+    if (FreeSlots(share) == 0) {
         share.waiting.push_back(connection);
-        ArmLater(user, share);
+        StartArmTimer(user, share);
         return std::nullopt;
     }
     share.running.push_back(now);
@@ -85,7 +85,7 @@ std::optional<SteadyTime> UserShares::BeginRequest(const std::shared_ptr<ServerC
 }
 
 // Returns how many more requests of the user may begin now.
-size_t UserShares::FreeOf(const Share& share) const
+size_t UserShares::FreeSlots(const Share& share) const
 {
     const SteadyTime now = Tasks::Timers::System().Now();
     const auto newOnes =
@@ -98,7 +98,7 @@ size_t UserShares::FreeOf(const Share& share) const
 // Starts the timer that arms the user's queued connections when the running requests are no longer new
 // (NEW_REQUEST_TIME). If the user has reached the limit of running requests (userRequests), no timer is needed, because
 // the next request can begin only when a running request ends.
-void UserShares::ArmLater(uid_t user, Share& share)
+void UserShares::StartArmTimer(uid_t user, Share& share)
 {
     if (!share.timer.IsArmed() && share.running.size() < limits_.userRequests) {
         share.timer = Tasks::Timers::System().CallAfter(NEW_REQUEST_TIME, [weak = weak_from_this(), user] {
@@ -118,12 +118,12 @@ void UserShares::ArmWaiting(uid_t user)
     }
     Share& share = found->second;
     share.timer.Cancel();
-    for (size_t free = FreeOf(share); free > 0 && !share.waiting.empty(); --free) {
+    for (size_t free = FreeSlots(share); free > 0 && !share.waiting.empty(); --free) {
         share.waiting.front()->Arm();
         share.waiting.pop_front();
     }
     if (!share.waiting.empty()) {
-        ArmLater(user, share);
+        StartArmTimer(user, share);
     }
 }
 
@@ -144,7 +144,7 @@ std::shared_ptr<ServerConnection> UserShares::EndRequest(uid_t user, SteadyTime 
         next = std::move(waiting.front());
         waiting.pop_front();
     }
-    ForgetUnused(share);
+    EraseIfUnused(share);
     return next;
 }
 

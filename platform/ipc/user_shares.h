@@ -67,10 +67,10 @@ private:
 
     using Shares = std::unordered_map<uid_t, Share>;
 
-    size_t FreeOf(const Share& share) const REQUIRES(mutex_);
-    void ArmLater(uid_t user, Share& share) REQUIRES(mutex_);
+    size_t FreeSlots(const Share& share) const REQUIRES(mutex_);
+    void StartArmTimer(uid_t user, Share& share) REQUIRES(mutex_);
     void ArmWaiting(uid_t user) EXCLUDES(mutex_);
-    void ForgetUnused(Shares::iterator share) REQUIRES(mutex_);
+    void EraseIfUnused(Shares::iterator share) REQUIRES(mutex_);
 
     const ShareLimits limits_;
     Mutex mutex_;

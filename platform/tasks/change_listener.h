@@ -28,7 +28,8 @@ public:
             strand_.Drain();
         }
     }
-    // Posts a call of the stored function to a thread of the shared pool. Calls run one at a time. Does not block.
+    // Posts a call of the stored function to a thread of the shared pool. Calls run one at a time. Does not wait for a
+    // call.
     void Notify()
     {
         strand_.Post([this] {

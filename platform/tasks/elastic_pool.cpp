@@ -61,7 +61,7 @@ public:
         // No worker runs yet, but another call of Post is starting a thread. Wait until the system has started or
         // refused this thread, because refused work must not stay in the queue.
         while (idle_.empty() && starting_ > 0 && starting_ == threads_) {
-            settled_.Wait(mutex_);
+            startEnded_.Wait(mutex_);
         }
         if (queue_.size() >= MAX_POOL_QUEUE) {
             return false;
@@ -122,14 +122,14 @@ private:
     Call CallWorker() REQUIRES(mutex_)
     {
         Call call;
-        if (queue_.empty() || coming_ > 0) {
+        if (queue_.empty() || arriving_ > 0) {
             return call;
         }
         if (!idle_.empty()) {
             call.woken = std::move(idle_.back());
             idle_.pop_back();
             call.woken->called = true;
-            ++coming_;
+            ++arriving_;
         } else if ((threads_ >= maxThreads_ || !StartWorker()) && threads_ > 0 && !warned_) {
             warned_ = true;
             call.busyThreads = threads_;
@@ -155,17 +155,17 @@ private:
         const auto worker = std::make_shared<Worker>();
         ++threads_;
         ++starting_;
-        ++coming_;
+        ++arriving_;
         mutex_.unlock();
         const bool started = startThread_([state = shared_from_this(), worker] { state->Run(worker); });
         mutex_.lock();
         --starting_;
         if (!started) {
             --threads_;
-            --coming_;
+            --arriving_;
             gone_.NotifyAll();
         }
-        settled_.NotifyAll();
+        startEnded_.NotifyAll();
         return started;
     }
 
@@ -186,7 +186,7 @@ private:
     {
         MutexLock lock(mutex_);
         if (std::exchange(worker->called, false)) {
-            --coming_;
+            --arriving_;
         }
         while (queue_.empty()) {
             const bool closing = closing_;
@@ -214,7 +214,7 @@ private:
                 return {};
             }
             worker->called = false;
-            --coming_;
+            --arriving_;
         }
         Job next = std::move(queue_.front());
         queue_.pop_front();
@@ -276,12 +276,12 @@ private:
     std::vector<std::shared_ptr<Worker>> idle_ GUARDED_BY(mutex_);  // the worker that was idle longest comes first
     size_t threads_ GUARDED_BY(mutex_) = 0;                         // including threads that are being started
     size_t starting_ GUARDED_BY(mutex_) = 0;                        // threads that are being started
-    size_t coming_ GUARDED_BY(mutex_) = 0;                          // called workers that have not arrived; 0 or 1
+    size_t arriving_ GUARDED_BY(mutex_) = 0;                        // called workers that have not arrived; 0 or 1
     bool closing_ GUARDED_BY(mutex_) = false;
     bool trimArmed_ GUARDED_BY(mutex_) = false;
     bool warned_ GUARDED_BY(mutex_) = false;
     CondVar gone_;
-    CondVar settled_;
+    CondVar startEnded_;
 };
 
 ElasticPool::ElasticPool(const std::string& name, size_t maxThreads, ThreadStarter startThread)

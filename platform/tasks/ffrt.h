@@ -34,8 +34,8 @@ ffrt_function_t* create_function_wrapper(const std::function<void()>& callable, 
 }  // namespace ffrt
 
 // ---- General tasks ---------------------------------------------------------------------------------------------
-// Starts a task without input or output dependencies. Does not block. If the runtime is full, the task is destroyed
-// without running, and ffrt_wait does not wait for it.
+// Starts a task without input or output dependencies. Does not wait for running tasks. If the runtime is full, the task
+// is destroyed without running, and ffrt_wait does not wait for it.
 void ffrt_submit(ffrt_function_t* function, const ffrt_task_attr_t* attr);
 
 // Blocks until every task has finished that was submitted so far from the calling context. The calling context is the

@@ -40,9 +40,9 @@ private:
 // Starts timers, and is the clock that decides when they are due. Must outlive its timers.
 class Timers : public Clock {
 public:
-    // Posts the work to the pool after the delay. Does not block. A delay of more than ten years counts as ten years.
-    // With a delay of 0 or less, the work is posted at once, and the returned timer is not armed. If the pool refuses
-    // the work or the timer thread cannot be started, the work is lost and an error is logged.
+    // Posts the work to the pool after the delay. Does not wait for running work. A delay of more than ten years counts
+    // as ten years. With a delay of 0 or less, the work is posted at once, and the returned timer is not armed. If the
+    // pool refuses the work or the timer thread cannot be started, the work is lost and an error is logged.
     Timer RunAfter(std::chrono::microseconds delay, Work work, ElasticPool& pool = ElasticPool::Shared());
     // Runs the work on the timer thread after the delay. The work must not block. Use this function for short upkeep,
     // such as that of the pools. If the timer thread cannot be started, the work is lost, an error is logged, and the

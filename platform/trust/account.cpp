@@ -112,7 +112,7 @@ Result<void> WriteEnrolment(const std::filesystem::path& folder, const Enrolment
 Result<LockedIdentity> LockUnenrolled(const std::filesystem::path& folder)
 {
     auto locked = LockIdentity(folder);
-    return locked && locked.value().identity.Enrolled() ? HasAccount(folder, locked.value().identity)
+    return locked && locked.value().identity.Enrolled() ? AlreadyHasAccount(folder, locked.value().identity)
                                                         : std::move(locked);
 }
 
@@ -140,7 +140,7 @@ Result<void> CheckAnswer(const std::filesystem::path& folder, const EnrolmentAns
     }
     if (identity.HasCertificate() &&
         EVP_PKEY_eq(X509_get0_pubkey(answer.account.get()), X509_get0_pubkey(identity.accountCertificate.get())) != 1) {
-        return HasAccount(folder, identity);
+        return AlreadyHasAccount(folder, identity);
     }
     return {};
 }
@@ -245,7 +245,7 @@ Result<void> CreateAccount(const std::filesystem::path& folder, const std::strin
     }
     const Identity& identity = locked.value().identity;
     if (identity.HasCertificate() && !identity.holdsAccountKey) {
-        return HasAccount(folder, identity);
+        return AlreadyHasAccount(folder, identity);
     }
     const bool isNewAccount = !FileExists(folder / ACCOUNT_KEY_FILE);
     auto accountKey = EnsureAccountKey(folder);

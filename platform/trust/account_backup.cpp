@@ -210,7 +210,7 @@ Result<void> CheckMayRestore(const std::filesystem::path& folder, const Identity
                                                                  X509_get0_pubkey(account)) == 1;
     const bool needsIt = !identity.holdsAccountKey || identity.state == nullptr || IsRestored(folder);
     if (identity.HasCertificate() && !(isSame && needsIt)) {
-        return HasAccount(folder, identity);
+        return AlreadyHasAccount(folder, identity);
     }
     const std::filesystem::path file = folder / ACCOUNT_KEY_FILE;
     const auto key = FileExists(file) ? ReadKeyFile(file) : PrivateKey();

@@ -62,7 +62,7 @@ uint64_t SecondsOf(const Clock& clock)
 
 }  // namespace
 
-Failure HasAccount(const std::filesystem::path& folder, const Identity& identity)
+Failure AlreadyHasAccount(const std::filesystem::path& folder, const Identity& identity)
 {
     return Fail(ErrorCode::ALREADY_EXISTS, folder.string() + ": this device belongs to the account \"" +
                                                identity.accountName +

@@ -52,7 +52,7 @@ struct LockedIdentity {
 };
 [[nodiscard]] Result<LockedIdentity> LockIdentity(const std::filesystem::path& folder);
 // Returns the error ALREADY_EXISTS for a device that belongs to an account already.
-Failure HasAccount(const std::filesystem::path& folder, const Identity& identity);
+Failure AlreadyHasAccount(const std::filesystem::path& folder, const Identity& identity);
 
 // Returns the clock's current time, or the state's number as a time (seconds since 1970) if that time is later. The
 // state's time is later when the clock was set back.

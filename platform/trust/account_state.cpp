@@ -37,7 +37,7 @@ JsonKind<std::chrono::sys_seconds> TimeKind()
     return ValueKind<std::chrono::sys_seconds>(
         "seconds since 1970",
         [](const cJSON& json, std::chrono::sys_seconds& out) {
-            std::string wrong = WrongWholeNumber(json, 0, LAST_SECOND);
+            std::string wrong = WholeNumberFault(json, 0, LAST_SECOND);
             if (wrong.empty()) {
                 out = std::chrono::sys_seconds(std::chrono::seconds(static_cast<int64_t>(json.valuedouble)));
             }

@@ -37,16 +37,16 @@ std::string LittleEndian(int64_t period)
     return bytes;
 }
 
-// TagOf and MaskedId return an empty string only when memory is short.
+// TagOf and XorWithMask return an empty string only when memory is short.
 std::string TagOf(const Hmac& hmac, const std::string& period, std::string_view id)
 {
-    return hmac.Of({FOR_TAG, period, id}).substr(0, TAG_BYTES);
+    return hmac.Compute({FOR_TAG, period, id}).substr(0, TAG_BYTES);
 }
 
 // Encrypts the given id. If the id is encrypted already, decrypts it.
-std::string MaskedId(const Hmac& hmac, const std::string& period, std::string_view tag, std::string_view id)
+std::string XorWithMask(const Hmac& hmac, const std::string& period, std::string_view tag, std::string_view id)
 {
-    std::string masked = hmac.Of({FOR_MASK, period, tag}).substr(0, TOKEN_ID_BYTES);
+    std::string masked = hmac.Compute({FOR_MASK, period, tag}).substr(0, TOKEN_ID_BYTES);
     for (size_t i = 0; i < masked.size(); ++i) {
         masked[i] = static_cast<char>(masked[i] ^ id[i]);
     }
@@ -69,7 +69,7 @@ public:
         const Hmac& key = previous != nullptr ? *previous : hmacs_.Current();
         const std::string period = LittleEndian(number);
         const std::string tag = TagOf(key, period, id);
-        const std::string masked = MaskedId(key, period, tag, id);
+        const std::string masked = XorWithMask(key, period, tag, id);
         return tag.empty() || masked.empty() ? "" : tag + masked;
     }
 
@@ -121,7 +121,7 @@ private:
     static std::string IdIn(std::string_view token, const std::string& period, const Hmac& key)
     {
         const std::string_view tag = token.substr(0, TAG_BYTES);
-        std::string id = MaskedId(key, period, tag, token.substr(TAG_BYTES));
+        std::string id = XorWithMask(key, period, tag, token.substr(TAG_BYTES));
         return TagOf(key, period, id) == tag ? id : "";
     }
 

@@ -28,7 +28,7 @@ Hmac::Hmac(const LinkKey& linkKey, std::string_view purpose)
     }
 }
 
-std::string Hmac::Of(std::initializer_list<std::string_view> parts) const
+std::string Hmac::Compute(std::initializer_list<std::string_view> parts) const
 {
     const std::unique_ptr<EVP_MAC_CTX, MacDeleter> context(EVP_MAC_CTX_dup(keyed_.get()));
     for (const std::string_view part : parts) {

@@ -29,10 +29,10 @@ public:
     explicit operator bool() const { return keyed_ != nullptr; }
 
     // Returns the HMAC of the concatenated parts: 32 bytes. Returns an empty string only when memory is short.
-    std::string Of(std::initializer_list<std::string_view> parts) const;
+    std::string Compute(std::initializer_list<std::string_view> parts) const;
 
 private:
-    // An OpenSSL context that contains the key. Of() copies the context for each HMAC, because fetching the
+    // An OpenSSL context that contains the key. Compute copies the context for each HMAC, because fetching the
     // algorithm each time would cost more than the HMAC itself.
     std::unique_ptr<EVP_MAC_CTX, MacDeleter> keyed_;
 };

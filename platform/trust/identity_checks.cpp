@@ -36,8 +36,8 @@ HealthCheck Damaged(const std::filesystem::path& folder, std::string message)
 {
     if (message.ends_with(DOCTOR_KNOWS)) {
         message.erase(message.rfind(DOCTOR_KNOWS));
-    } else if (const size_t at = message.rfind(IF_NOT_KNOWN); at != std::string::npos) {
-        const std::string command = message.substr(at + std::string(IF_NOT_KNOWN).size());
+    } else if (const size_t at = message.rfind(IF_NOBODY_READ_IT); at != std::string::npos) {
+        const std::string command = message.substr(at + std::string(IF_NOBODY_READ_IT).size());
         message.erase(message.find_last_not_of(". ", at) + 1);
         return Unhealthy("identity", message, "If nobody has read it: " + command);
     }

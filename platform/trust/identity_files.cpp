@@ -31,12 +31,12 @@ Result<void> CheckOnlyOwnerAccess(int fd, const std::filesystem::path& file)
     }
     if (status.st_uid != ::geteuid() && status.st_uid != ROOT) {
         return Fail(ErrorCode::UNTRUSTED, file.string() + ": belongs to user " + std::to_string(status.st_uid) +
-                                              ", who knows this key and can exchange it." + IF_NOT_KNOWN + "chown " +
-                                              std::to_string(::geteuid()) + " " + file.string());
+                                              ", who knows this key and can exchange it." + IF_NOBODY_READ_IT +
+                                              "chown " + std::to_string(::geteuid()) + " " + file.string());
     }
     if ((status.st_mode & OTHERS) != 0) {
         return Fail(ErrorCode::UNTRUSTED, file.string() + ": other users can read this key; it may be known to them." +
-                                              IF_NOT_KNOWN + "chmod 600 " + file.string());
+                                              IF_NOBODY_READ_IT + "chmod 600 " + file.string());
     }
     return {};
 }
@@ -61,7 +61,7 @@ Result<void> CheckIdentityFolder(const std::filesystem::path& folder)
     if ((status.st_mode & OTHERS) != 0) {
         return Fail(ErrorCode::UNTRUSTED, folder.string() +
                                               ": other users can enter it; its keys may be known to them." +
-                                              IF_NOT_KNOWN + "chmod 700 " + folder.string());
+                                              IF_NOBODY_READ_IT + "chmod 700 " + folder.string());
     }
     return {};
 }

@@ -29,7 +29,7 @@ bool FileExists(const std::filesystem::path& file);
 
 // If other users can access a secret file or the identity folder, the error message ends with this text and a shell
 // command that ends the access. A person who is sure that nobody has read a secret runs the command.
-inline constexpr const char* IF_NOT_KNOWN = " If not: ";
+inline constexpr const char* IF_NOBODY_READ_IT = " If not: ";
 // The last words of a message about a damaged or missing identity file. The command in them gives advice.
 inline constexpr const char* DOCTOR_KNOWS = "; `distnetctl doctor` says how to repair it";
 

@@ -20,13 +20,13 @@ public:
 
     std::string Prove(std::string_view challenge, std::string_view firstMessage) const override
     {
-        return hmacs_.Current().Of({challenge, firstMessage});
+        return hmacs_.Current().Compute({challenge, firstMessage});
     }
 
     std::string ProveWithPrevious(std::string_view challenge, std::string_view firstMessage) const override
     {
         const Hmac* const previous = hmacs_.Previous();
-        return previous != nullptr ? previous->Of({challenge, firstMessage}) : "";
+        return previous != nullptr ? previous->Compute({challenge, firstMessage}) : "";
     }
 
     bool HasPrevious() const override { return hmacs_.Previous() != nullptr; }
@@ -35,7 +35,7 @@ public:
                                         std::string_view firstMessage) const override
     {
         const auto isMadeWith = [&](const Hmac& hmac) {
-            const std::string right = hmac.Of({challenge, firstMessage});
+            const std::string right = hmac.Compute({challenge, firstMessage});
             return right.size() == proof.size() && CRYPTO_memcmp(right.data(), proof.data(), proof.size()) == 0;
         };
         if (proof.size() != PROOF_BYTES) {

@@ -25,8 +25,8 @@ using Request = std::function<bool()>;
 using StartLoad = std::function<std::shared_ptr<void>()>;
 
 // Measures the request in windows, alternately without and with the load, so that other work of the machine affects
-// both alike. Takes the p99 of each window, and the median p99 of each kind of window. Fails the test if the median
-// under load is more than FLOOR and more than SLOWER times the median without load, or if any request failed.
+// both alike. Takes the p99 of each window, and the median p99 of each kind of window. Fails the test if any request
+// failed, or if the median under load exceeds both FLOOR and SLOWER times the median without load.
 void ExpectServedDuring(const StartLoad& startLoad, const Request& request);
 
 }  // namespace Vexo::Load

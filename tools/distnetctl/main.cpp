@@ -4,7 +4,7 @@
 
 int main(int argc, char** argv)
 {
-    Vexo::KeepStandardStreams();
+    Vexo::OpenClosedStandardStreams();
     Vexo::Ctl::BlockInterrupts();
     return Vexo::Ctl::RunApp(argc, argv);
 }

@@ -75,7 +75,8 @@ public:
     int32_t GetRemoteDeviceInfo(std::vector<std::string> items, std::string& result) override;
     int32_t GetRemoteDeviceInfoAsync(std::vector<std::string> items, std::string& result);
 
-    // Each of the following functions adds the member of one capability item to root. Returns 0 or DISTNET_ERR_GENERAL.
+    // Each of the following functions adds one capability item to root, as a JSON member. Returns 0 or
+    // DISTNET_ERR_GENERAL.
     int32_t SupportSmartHotSpot(cJSON* root);
     int32_t GetHotspotName(cJSON* root);
     int32_t GetCurrentBssid(cJSON* root);

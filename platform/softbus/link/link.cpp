@@ -417,7 +417,7 @@ bool Link::RefuseRemoved()
     return true;
 }
 
-// Call after a call of OpenSSL with the result of that call, before errno changes.
+// Says why an OpenSSL function failed. `result`: the value that it returned. Call before errno changes.
 Link::TlsFailure Link::FailureOf(int result) const
 {
     const int systemError = errno;

@@ -222,7 +222,7 @@ TEST(EventTest, MaskedIdResolvesToOnlyMatchingDevice)
 
 TEST(StreamsTest, LaterOpenDoesNotReuseClosedOutputDescriptor)
 {
-    EXPECT_EXIT((close(STDOUT_FILENO), KeepStandardStreams(), _exit(dup(STDIN_FILENO) > STDERR_FILENO ? 0 : 1)),
+    EXPECT_EXIT((close(STDOUT_FILENO), OpenClosedStandardStreams(), _exit(dup(STDIN_FILENO) > STDERR_FILENO ? 0 : 1)),
                 testing::ExitedWithCode(0), "");
 }
 
