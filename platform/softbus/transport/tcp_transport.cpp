@@ -27,6 +27,9 @@ using asio::ip::tcp;
 // The pause after a failed accept, for example because no file descriptor is free. The connection stays in the kernel's
 // queue, so without a pause the reactor would call accept all the time.
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
+// After this number of accepted connections, the reactor does other work before it accepts more. Otherwise a flood of
+// connections would keep it from reading the proofs of the connections that it has accepted.
+constexpr int ACCEPTS_PER_TURN = 16;
 
 std::optional<tcp::endpoint> NumericEndpoint(const HostPort& where)
 {
@@ -194,14 +197,14 @@ void TcpTransport::AcceptNext()
 {
     acceptor_.async_wait(tcp::acceptor::wait_read, [self = shared_from_this()](const asio::error_code& error) {
         if (!error && !self->stopped_) {
-            self->AcceptAll();
+            self->AcceptSome();
         }
     });
 }
 
-void TcpTransport::AcceptAll()
+void TcpTransport::AcceptSome()
 {
-    while (true) {
+    for (int accepts = 0; accepts < ACCEPTS_PER_TURN; ++accepts) {
         sockaddr_storage from{};
         socklen_t length = sizeof(from);
         UniqueFd stream(::accept4(acceptor_.native_handle(), reinterpret_cast<sockaddr*>(&from), &length,
@@ -234,6 +237,11 @@ void TcpTransport::AcceptAll()
             return;
         }
     }
+    asio::post(reactor_, [self = shared_from_this()] {
+        if (!self->stopped_) {
+            self->AcceptSome();
+        }
+    });
 }
 
 Result<void> TcpTransport::CheckAddress(const std::string& address) const

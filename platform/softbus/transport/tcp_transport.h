@@ -39,7 +39,7 @@ private:
     class Attempt;
 
     void AcceptNext();
-    void AcceptAll();
+    void AcceptSome();
 
     asio::io_context& reactor_;
     const std::string listenAddress_;
