@@ -4,6 +4,7 @@
 
 #include "platform/base/files.h"
 #include "platform/base/json_keys.h"
+#include "platform/base/last_second.h"
 #include "platform/base/utf8.h"
 #include "platform/dfx/log.h"
 #include "platform/trust/identity_checks.h"
@@ -15,7 +16,6 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Removals"};
 constexpr size_t MAX_FILE_BYTES = 4096;
 constexpr mode_t FILE_MODE = 0600;
-constexpr int64_t LAST_SECOND = 253'402'300'799;  // the end of the year 9999
 
 struct Done {
     int version = 1;

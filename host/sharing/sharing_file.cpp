@@ -5,6 +5,7 @@
 #include "platform/base/files.h"
 #include "platform/base/hex.h"
 #include "platform/base/json_keys.h"
+#include "platform/base/last_second.h"
 #include "platform/dfx/log.h"
 #include "platform/softbus/discovery/known_devices.h"
 
@@ -14,8 +15,7 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Sharing"};
 constexpr mode_t FILE_MODE = 0600;
 constexpr size_t MAX_FILE_BYTES = 256 * 1024;
-constexpr int64_t LAST_SECOND = 253'402'300'799;  // the end of the year 9999
-constexpr int64_t FIRST_DAY = -366;               // earlier than any month that contains 1970-01-01
+constexpr int64_t FIRST_DAY = -366;  // earlier than any month that contains 1970-01-01
 constexpr int64_t LAST_DAY = LAST_SECOND / 86'400;
 constexpr int64_t MOST_BYTES = int64_t{1} << 53;
 

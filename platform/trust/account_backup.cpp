@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "platform/base/files.h"
+#include "platform/base/last_second.h"
 #include "platform/trust/account.h"
 #include "platform/trust/account_holder.h"
 #include "platform/trust/certificates.h"
@@ -326,7 +327,8 @@ std::optional<std::chrono::sys_seconds> LastBackup(const std::filesystem::path& 
     const auto text = ReadWholeFile(folder / BACKUP_FILE, MAX_TIME_FILE);
     int64_t seconds = 0;
     if (!text ||
-        std::from_chars(text.value().data(), text.value().data() + text.value().size(), seconds).ec != std::errc()) {
+        std::from_chars(text.value().data(), text.value().data() + text.value().size(), seconds).ec != std::errc() ||
+        seconds < 0 || seconds > LAST_SECOND) {
         return std::nullopt;
     }
     return std::chrono::sys_seconds(std::chrono::seconds(seconds));

@@ -10,6 +10,7 @@
 #include <set>
 
 #include "platform/base/hex.h"
+#include "platform/base/last_second.h"
 #include "platform/trust/certificates.h"
 #include "platform/trust/link_key_file.h"
 #include "platform/trust/openssl_util.h"
@@ -20,7 +21,7 @@ namespace Vexo::Trust {
 namespace {
 
 constexpr int FORMAT_VERSION = 1;
-constexpr int64_t LAST_NUMBER = (int64_t{1} << 53) - 1;  // JSON numbers are exact up to this value
+constexpr int64_t LAST_NUMBER = LAST_SECOND;  // a number is at least the time of the change, in seconds
 constexpr size_t DIGEST_BYTES = 8;
 constexpr size_t MAX_SIGNATURE = 72;  // bytes of an ECDSA signature with P-256, in DER
 constexpr size_t TIME_BYTES = 8;

@@ -5,6 +5,7 @@
 
 #include "platform/base/hex.h"
 #include "platform/base/json.h"
+#include "platform/base/last_second.h"
 #include "platform/trust/identity_files.h"
 #include "platform/trust/openssl_util.h"
 

@@ -26,11 +26,10 @@ struct LinkKeyRecord {
 LinkKeyRecord RecordOf(const LinkKeys& keys, const std::string& account);
 const JsonKeys<LinkKeyRecord>& LinkKeyRecordKeys();
 
-// The decoder of account states (account_state.h) uses IsNewerFormat, IdKind and LAST_SECOND too. IsNewerFormat returns
-// true when the "version" in the JSON object is higher than the given version.
+// The decoder of account states (account_state.h) uses these functions too. IsNewerFormat returns true when the
+// "version" in the JSON object is higher than the given version.
 bool IsNewerFormat(const std::string& json, int version);
 JsonKind<std::string> IdKind();
-inline constexpr int64_t LAST_SECOND = 253'402'300'799;  // the largest time that is allowed: the end of the year 9999
 
 // Reads link.key with ReadSecretFile (identity_files.h) and decodes it. INVALID_ARGUMENT: the format of the file is
 // newer. MALFORMED: the file is damaged.

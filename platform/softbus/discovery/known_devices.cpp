@@ -8,6 +8,7 @@
 #include "platform/base/clock.h"
 #include "platform/base/hex.h"
 #include "platform/base/json_keys.h"
+#include "platform/base/last_second.h"
 #include "platform/softbus/softbus_log.h"
 
 namespace Vexo::SoftBus {
@@ -23,7 +24,7 @@ constexpr int FORMAT_VERSION = 1;
 constexpr mode_t FILE_MODE = 0600;
 // A file with MAX_KNOWN_DEVICES devices is always smaller than this.
 constexpr size_t MAX_FILE_BYTES = 16 * 1024 * 1024;
-constexpr int64_t LAST_MS = 253'402'300'799'999;  // the end of the year 9999
+constexpr int64_t LAST_MS = LAST_SECOND * 1000;
 
 // If only the times of contact have changed, the file is written at most this often.
 constexpr std::chrono::minutes SAVE_PAUSE{1};

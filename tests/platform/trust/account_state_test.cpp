@@ -83,6 +83,7 @@ TEST_F(AccountStateTest, UnsignedOrContradictoryStateIsRefused)
         {Rewritten("\"name\":\"phone\"", "\"name\":\"laptop\""), MALFORMED, "two with the same name"},
         {Rewritten("\"removed\":[]", removed), MALFORMED, "removed"},
         {Rewritten("\"number\":", "\"number\":-"), MALFORMED, "number"},
+        {Rewritten("\"since\":", "\"since\":9"), MALFORMED, "since"},  // far later than WallTime can hold
     };
     for (const auto& [bytes, code, why] : rows) {
         const auto adopted = AdoptState(phone, bytes);
@@ -155,7 +156,7 @@ TEST_F(AccountStateTest, StateMadeByExternalToolsIsAdopted)
     const Vexo::Tests::TempFolder folder;
     std::string text = Text();
     const std::string number = "\"number\":" + std::to_string(own->State().number);
-    text.replace(text.find(number), number.size(), "\"number\":9007199254740991");
+    text.replace(text.find(number), number.size(), "\"number\":9214646399");
     ASSERT_TRUE(WriteFileAtomically(folder.Path() / "state.json", text, 0600));
     const std::string command = "openssl cms -sign -nodetach -binary -outform DER -in " +
                                 (folder.Path() / "state.json").string() + " -signer " +
