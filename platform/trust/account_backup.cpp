@@ -147,7 +147,7 @@ Result<Backup> UnpackBackup(const std::filesystem::path& file, const std::string
             ReadBag(sk_PKCS12_SAFEBAG_value(bags.get(), j), passphrase, backup);
         }
     }
-    if (!backup.key || !IsP256(backup.key.get()) || !backup.account || backup.state.empty() ||
+    if (!backup.key || !IsP256Pair(backup.key.get()) || !backup.account || backup.state.empty() ||
         X509_check_private_key(backup.account.get(), backup.key.get()) != 1) {
         return NoBackup(file, "a PKCS#12 file, but no backup of an account");
     }

@@ -136,6 +136,11 @@ Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file)
     if (!IsP256(key.get())) {
         return Fail(ErrorCode::UNTRUSTED, file.string() + ": a key of another kind than P-256" + DOCTOR_KNOWS);
     }
+    if (!IsP256Pair(key.get())) {
+        (void)OpenSslReason();
+        return Fail(ErrorCode::MALFORMED,
+                    file.string() + ": the private key does not match its public key" + DOCTOR_KNOWS);
+    }
     return key;
 }
 

@@ -64,7 +64,7 @@ Result<void> StoreAccountKey(const std::filesystem::path& folder, std::string_vi
     if (!account) {
         return Failure(account.error());
     }
-    if (!key || X509_check_private_key(account.value().get(), key.get()) != 1) {
+    if (!key || !IsP256Pair(key.get()) || X509_check_private_key(account.value().get(), key.get()) != 1) {
         (void)OpenSslReason();
         return Fail(ErrorCode::UNTRUSTED, "it is not the key of this device's account");
     }

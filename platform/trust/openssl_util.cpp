@@ -59,6 +59,12 @@ bool IsP256(const EVP_PKEY* key)
            std::string_view(group.data()) == SN_X9_62_prime256v1;
 }
 
+bool IsP256Pair(EVP_PKEY* key)
+{
+    const OpenSslPtr<EVP_PKEY_CTX> context(IsP256(key) ? EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr) : nullptr);
+    return context && EVP_PKEY_check(context.get()) == 1;
+}
+
 std::string KeyToPem(EVP_PKEY* key)
 {
     return Written(

@@ -34,6 +34,7 @@ struct OpenSslObjectDeleter {
     void operator()(EVP_KDF* function) const noexcept { EVP_KDF_free(function); }
     void operator()(EVP_KDF_CTX* context) const noexcept { EVP_KDF_CTX_free(context); }
     void operator()(PKCS8_PRIV_KEY_INFO* key) const noexcept { PKCS8_PRIV_KEY_INFO_free(key); }
+    void operator()(EVP_PKEY_CTX* context) const noexcept { EVP_PKEY_CTX_free(context); }
     void operator()(X509_PUBKEY* key) const noexcept { X509_PUBKEY_free(key); }
 };
 template <typename T>
@@ -49,6 +50,9 @@ std::string WrittenTo(BIO* bio);
 
 PrivateKey GenerateKey();
 bool IsP256(const EVP_PKEY* key);
+// Returns true if this is a P-256 private key that matches the public key stored with it. OpenSSL reads both from a
+// file without comparing them.
+bool IsP256Pair(EVP_PKEY* key);
 std::string KeyToPem(EVP_PKEY* key);
 PrivateKey KeyFromPem(const std::string& pem);
 std::string CertificateToPem(X509* certificate);

@@ -68,7 +68,7 @@ bool ParsesLinkKeys(const std::string& json)
 bool ParsesPem(const std::string& pem)
 {
     const PrivateKey key = KeyFromPem(pem);
-    if (key && IsP256(key.get())) {
+    if (key && IsP256Pair(key.get())) {
         const PrivateKey again = KeyFromPem(KeyToPem(key.get()));
         Fuzz::Require(again && EVP_PKEY_eq(key.get(), again.get()) == 1, "a key is written as it was read");
     }
@@ -90,7 +90,7 @@ bool StoresAccountKey(std::string_view der)
     if (isStored) {
         const PrivateKey key = ReadKeyFile(file).value();
         const auto account = CertificatesFromPem(TheHolder().certificate);
-        Fuzz::Require(X509_check_private_key(account.front().get(), key.get()) == 1,
+        Fuzz::Require(IsP256Pair(key.get()) && X509_check_private_key(account.front().get(), key.get()) == 1,
                       "only the account's key is stored");
     }
     return isStored;

@@ -404,6 +404,9 @@ TEST_F(StateExchangeTest, AccountKeyIsDeletedOnlyAfterNewHolderStoredIt)
     const std::string key = Trust::ExportAccountKey(account.Folder("laptop"), Tablet()).value();
     EXPECT_EQ(send(Phone(), key).error().code, ErrorCode::UNAVAILABLE);
     EXPECT_EQ(send(Tablet(), key.substr(0, key.size() - 1)).error().code, ErrorCode::REFUSED);
+    std::string damaged = key;
+    damaged[40] ^= 1;  // in the private key; the public key after it is still the account's
+    EXPECT_EQ(send(Tablet(), damaged).error().code, ErrorCode::REFUSED);
     EXPECT_FALSE(account.Load("tablet").holdsAccountKey);
     ASSERT_TRUE(send(Tablet(), key));
     ASSERT_TRUE(account.Load("tablet").holdsAccountKey);

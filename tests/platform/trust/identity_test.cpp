@@ -35,6 +35,12 @@ TEST(IdentityTest, DamagedFileIsNamedAndLeftUnchanged)
     const Damage largerKey = [](const fs::path& file, const fs::path&) {
         EXPECT_TRUE(WriteKeyFile(file, PrivateKey(EVP_EC_gen("P-384")).get()));
     };
+    const Damage changePrivateKey = [](const fs::path& file, const fs::path&) {
+        std::string pem = Read(file);
+        char& character = pem[pem.find('\n') + 1 + 52];  // of the bytes 39 to 41 in DER; the private key is 36 to 67
+        character = character == 'A' ? 'B' : 'A';
+        EXPECT_TRUE(WriteFileAtomically(file, pem, 0600));
+    };
     const Damage makeNewer = [](const fs::path& file, const fs::path&) {
         std::string text = Read(file);
         EXPECT_TRUE(WriteFileAtomically(file, text.replace(text.find(":\t1"), 3, ":\t2"), 0600));
@@ -50,6 +56,7 @@ TEST(IdentityTest, DamagedFileIsNamedAndLeftUnchanged)
         {open, "/device.key", "/device.key", "chmod 600 "},
         {open, "/account.key", "/account.key", "chmod 600 "},
         {largerKey, "/device.key", "/device.key", "another kind than P-256"},
+        {changePrivateKey, "/device.key", "/device.key", "does not match its public key"},
         {exchange, "/device.key", "/device.crt", "for another key"},
         {cut, "/device.id", "/device.id", "64 hex"},
         {exchange, "/account.crt", "/device.crt", "not signed by this account"},
