@@ -35,12 +35,18 @@ std::string TextOf(const cJSON* object, const char* key)
     return text != nullptr ? text : "";
 }
 
-// Returns the complete spans and the asynchronous spans of a trace, ordered by the time when they begin.
+// Returns the complete spans and the asynchronous spans of a trace, ordered by the time when they begin. Ignores spans
+// that end before they begin.
 std::vector<NamedSpan> SpansOf(const std::string& trace)
 {
     const Json document = ParseJson(trace);
     std::vector<NamedSpan> spans;
     std::map<std::pair<std::string, double>, double> begun;  // begin times; the key is name and id of a span
+    const auto add = [&spans](const std::string& name, double beginMs, double endMs) {
+        if (endMs >= beginMs) {
+            spans.push_back({name, {beginMs, endMs}});
+        }
+    };
     const cJSON* event = nullptr;
     cJSON_ArrayForEach(event, cJSON_GetObjectItemCaseSensitive(document.get(), "traceEvents"))
     {
@@ -49,11 +55,11 @@ std::vector<NamedSpan> SpansOf(const std::string& trace)
         const std::pair<std::string, double> key{name, NumberOf(event, "id")};
         const double time = NumberOf(event, "ts") / MICROSECONDS;
         if (phase == "X") {
-            spans.push_back({name, {time, time + NumberOf(event, "dur") / MICROSECONDS}});
+            add(name, time, time + NumberOf(event, "dur") / MICROSECONDS);
         } else if (phase == "b") {
             begun[key] = time;
         } else if (phase == "e" && begun.count(key) != 0) {
-            spans.push_back({name, {begun[key], time}});
+            add(name, begun[key], time);
         }
     }
     std::sort(spans.begin(), spans.end(),
@@ -61,13 +67,14 @@ std::vector<NamedSpan> SpansOf(const std::string& trace)
     return spans;
 }
 
-// Returns the last span that has the given name and begins between the two times.
+// Returns the last span that has the given name and begins between the two times. If it ends after the later time, it
+// is cut there.
 std::optional<Interval> LastOf(const std::vector<NamedSpan>& spans, std::string_view name, double from, double until)
 {
     std::optional<Interval> last;
     for (const NamedSpan& span : spans) {
         if (span.name == name && span.when.beginMs >= from && span.when.beginMs <= until) {
-            last = span.when;
+            last = Interval{span.when.beginMs, std::min(span.when.endMs, until)};
         }
     }
     return last;
@@ -100,9 +107,6 @@ void FindConnection(const std::vector<NamedSpan>& spans, Timing& timing)
     timing.connect = LastEndedOf(spans, SpanName::CONNECT, {within.beginMs, connected});
     const double heard = timing.connect ? timing.connect->beginMs : connected;
     timing.seek = LastOf(spans, SpanName::SEEK, within.beginMs, heard);
-    if (timing.seek) {
-        timing.seek->endMs = std::min(timing.seek->endMs, heard);
-    }
 }
 
 std::string Bar(const Interval& step, const Interval& total)
