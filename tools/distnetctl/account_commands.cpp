@@ -8,6 +8,7 @@
 #include "platform/trust/identity_repair.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/state_owner.h"
+#include "tools/distnetctl/terminal.h"
 
 namespace Vexo::Ctl {
 
@@ -22,8 +23,8 @@ std::filesystem::path IdentityFolder(const GlobalOptions& options)
     return options.stateDir / "identity";
 }
 
-// OnIdentity calls the function work with the path of the identity folder. During this call the process has the rights
-// of the owner of the state folder.
+// Calls the given function with the path of the identity folder, and returns its result. During this call the process
+// has the rights of the owner of the state folder.
 template <typename Work>
 auto OnIdentity(const GlobalOptions& options, Work work)
 {
@@ -112,7 +113,7 @@ int RunAccountRequest(const GlobalOptions& options, Output& output, const std::f
     return output.Finish(Done("Request written to " + file.string() +
                                   ". Take it to the device that made the account, and there:\n"
                                   "  distnetctl account admit " +
-                                  file.filename().string() + " -o answer.pem",
+                                  ShellWord(file.filename().string()) + " -o answer.pem",
                               FileDetails(file)));
 }
 
@@ -133,7 +134,7 @@ int RunAccountAdmit(const GlobalOptions& options, Output& output, const std::fil
     return output.Finish(Done("Admitted. Take " + answer.string() +
                                   " back to the new device, and there:\n"
                                   "  distnetctl account install " +
-                                  answer.filename().string(),
+                                  ShellWord(answer.filename().string()),
                               FileDetails(answer)));
 }
 

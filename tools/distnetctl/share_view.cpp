@@ -7,6 +7,7 @@
 #include "tools/distnetctl/account_view.h"
 #include "tools/distnetctl/facts_view.h"
 #include "tools/distnetctl/online_view.h"
+#include "tools/distnetctl/terminal.h"
 
 namespace Vexo::Ctl {
 
@@ -25,7 +26,7 @@ std::string MonthText(const Host::ShareStatus& status)
                                   : BytesText(status.monthBytes);
 }
 
-// Formats a duration in minutes, such as "1 min". If it is not a whole number of minutes, uses seconds.
+// Formats a duration of at most 1 h, such as "1 min" or "1 h". If it is not a whole number of minutes, uses seconds.
 std::string LimitText(std::chrono::milliseconds limit)
 {
     const auto seconds = std::chrono::ceil<std::chrono::seconds>(limit);
@@ -80,12 +81,6 @@ std::string AllowText(Host::ShareAllow allow)
             break;
     }
     return "only devices that you have allowed";
-}
-
-// Adds quotation marks to a name that contains spaces, because a person must quote such a name in a command.
-std::string Word(const std::string& name)
-{
-    return name.find(' ') == std::string::npos ? name : "\"" + name + "\"";
 }
 
 std::string RuleText(const Host::ShareRule& rule, WallTime now)
@@ -146,8 +141,8 @@ std::vector<StatusLine> ShareStatusLines(const Host::ShareStatus& status, WallTi
 std::vector<std::string> RequestLines(const Host::ShareRequest& request)
 {
     return {request.deviceName + " asks to use this device's network.",
-            "  distnetctl share allow " + Word(request.deviceName) + " [--once|--today|--always]",
-            "  distnetctl share deny " + Word(request.deviceName) + " [--never]"};
+            "  distnetctl share allow " + ShellWord(request.deviceName) + " [--once|--today|--always]",
+            "  distnetctl share deny " + ShellWord(request.deviceName) + " [--never]"};
 }
 
 std::string DecisionText(const std::string& name, Host::ShareDecision decision)
@@ -158,10 +153,10 @@ std::string DecisionText(const std::string& name, Host::ShareDecision decision)
         case Host::ShareDecision::TODAY:
             return name + " may use this device's network until midnight.";
         case Host::ShareDecision::ALWAYS:
-            return name + " may use this device's network. `distnetctl share deny " + Word(name) +
+            return name + " may use this device's network. `distnetctl share deny " + ShellWord(name) +
                    " --never` ends that.";
         case Host::ShareDecision::NEVER:
-            return name + " may not use this device's network. `distnetctl share allow " + Word(name) +
+            return name + " may not use this device's network. `distnetctl share allow " + ShellWord(name) +
                    "` changes that.";
         case Host::ShareDecision::DENY:
             break;

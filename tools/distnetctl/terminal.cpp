@@ -160,4 +160,20 @@ std::string Wrapped(const std::string& text, size_t width, size_t indent)
     return wrapped;
 }
 
+std::string ShellWord(const std::string& text)
+{
+    const auto isPlain = [](unsigned char byte) {
+        return byte >= 0x80 || std::isalnum(byte) != 0 ||
+               std::string_view("_-.,:/@+%").find(static_cast<char>(byte)) != std::string_view::npos;
+    };
+    if (!text.empty() && std::all_of(text.begin(), text.end(), isPlain)) {
+        return text;
+    }
+    std::string word = "'";
+    for (const char character : text) {
+        word += character == '\'' ? "'\\''" : std::string(1, character);
+    }
+    return word + "'";
+}
+
 }  // namespace Vexo::Ctl

@@ -7,7 +7,7 @@
 
 namespace Vexo::Ctl {
 
-// Lines are wrapped at this width if the width of the terminal is not known.
+// The width of wrapped lines on standard output, and on standard error if the width of the terminal is not known.
 inline constexpr size_t COLUMNS = 80;
 
 struct Terminal {
@@ -26,12 +26,16 @@ bool IsUtf8Locale();
 
 // Replaces special characters in text by ASCII: the tick by "+", the cross by "x", the dash by "-", the block of a bar
 // by "#", the ellipsis by "...". In a short id or a cut text, the "..." also replaces two characters beside the
-// ellipsis, so that columns keep their width. Names of devices and networks are not changed.
+// ellipsis, so that columns keep their width. Other characters, such as "ü" in a name, are not changed.
 std::string AsciiMarks(const std::string& text);
 
 // Breaks text at spaces, so that each line has at most the given width. A single word can be wider. A command in
 // backquotes stays on one line if it fits. indent: how many spaces begin each line except the first. Line ends in the
 // text are kept.
 std::string Wrapped(const std::string& text, size_t width = COLUMNS, size_t indent = 0);
+
+// Returns text as one word of a shell command that the user may copy, in single quotes if the shell would change it
+// (POSIX.1-2017, XCU 2.2). Another device chooses its own name, which may contain a command.
+std::string ShellWord(const std::string& text);
 
 }  // namespace Vexo::Ctl

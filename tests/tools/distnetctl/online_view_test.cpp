@@ -257,5 +257,16 @@ TEST(ShareTest, StatusShowsUsersBytesAndClosingTime)
     EXPECT_EQ(text(), "");
 }
 
+TEST(ShareTest, SuggestedCommandsQuoteNamesForShell)
+{
+    Host::ShareRequest request;
+    const auto command = [&](const std::string& name) {
+        request.deviceName = name;
+        return RequestLines(request)[1];
+    };
+    EXPECT_EQ(command("laptop-2"), "  distnetctl share allow laptop-2 [--once|--today|--always]");
+    EXPECT_EQ(command("Zoë's `id` $HOME"), "  distnetctl share allow 'Zoë'\\''s `id` $HOME' [--once|--today|--always]");
+}
+
 }  // namespace
 }  // namespace Vexo::Ctl
