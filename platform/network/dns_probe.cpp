@@ -172,6 +172,9 @@ Result<void> AskOne(const std::string& nameServer, const std::string& interface,
     while (WaitToRead(socket.value().Get(), deadline, isCancelled)) {
         std::array<uint8_t, MAX_ANSWER_SIZE> answer{};
         const ssize_t size = ::recv(socket.value().Get(), answer.data(), answer.size(), 0);
+        if (size < 0 && errno == EAGAIN) {
+            continue;  // the kernel dropped a datagram with a wrong checksum after poll
+        }
         if (size < 0) {
             return FailedCall("name server " + nameServer);
         }
