@@ -317,8 +317,12 @@ void TicketHolder::OnCommit(const TalkPtr& talk)
         talk->Answer(refusal->result, refusal->text);
         return;
     }
-    if (tries_ >= MAX_JOIN_TRIES || !talk->SendNonce(setup_.holderName, setup_.account)) {
+    if (tries_ >= MAX_JOIN_TRIES) {
         talk->Answer(JoinFailure::REFUSED, "the ticket was tried too often");
+        return;
+    }
+    if (!talk->SendNonce(setup_.holderName, setup_.account)) {
+        talk->Answer(JoinFailure::REFUSED, "the inviting device has no random bytes");
         return;
     }
     ++tries_;
