@@ -17,6 +17,7 @@ class FakeSoftBus : public IPCObjectStub, public SoftBus::ISoftBusService, publi
 public:
     // Set these members before the fake is used. The functions onOpen and onSend run on their own thread after a
     // successful call. An empty function is not called.
+    int serverResult = 0;
     int openResult = 7;
     int sendResult = 0;
     std::function<void()> onOpen;
@@ -28,9 +29,9 @@ public:
     int CreateSessionServer(const std::string&, const std::string&, const ISessionListener& table) override
     {
         listener = table;
-        return 0;
+        return serverResult;
     }
-    int RemoveSessionServer(const std::string&, const std::string&) override { return 0; }
+    int RemoveSessionServer(const std::string&, const std::string&) override { return serverResult; }
     int OpenSession(const std::string& mine, const std::string& peers, const std::string& networkId,
                     const SessionAttribute& attr) override
     {

@@ -76,7 +76,9 @@ bool Run(std::string_view input)
     }
     std::string mac = station->macAddress;
     std::erase(mac, ':');
-    Fuzz::Require(HasAttribute(input, NL80211_ATTR_MAC, BytesOfHex(mac)), "the message has the station's address");
+    const std::string address = BytesOfHex(mac);
+    Fuzz::Require(address.size() == 6 && HasAttribute(input, NL80211_ATTR_MAC, address),
+                  "the message has the station's address");
     Fuzz::Require(HasCounter(input, station->receivedBytes, NL80211_STA_INFO_RX_BYTES64, NL80211_STA_INFO_RX_BYTES) &&
                       HasCounter(input, station->sentBytes, NL80211_STA_INFO_TX_BYTES64, NL80211_STA_INFO_TX_BYTES),
                   "the message has the counters");

@@ -26,6 +26,7 @@ using OpenedBy = BluetoothShared::OpenedBy;
 
 const BusObject TEST_CONTROL{"org.bluez", "/", "net.distnet.Test"};
 const std::string UUID(BLUETOOTH_SERVICE_UUID);
+const std::string STRANGERS_UUID("0000180d-0000-1000-8000-00805f9b34fb");
 const std::string PHONE("40:11:22:33:44:55");
 
 Bytes DataOf(uint8_t version, uint8_t psm, const std::string& token)
@@ -235,7 +236,7 @@ TEST_F(BluetoothChannelTest, HearsOnlyDevicesOfAccountAndOnlyWhileSeeking)
     const std::string path = "/org/bluez/hci0/dev_40_11_22_33_44_55";
     ASSERT_TRUE(Eventually([&] { return !Known().empty(); })) << "it was there before";
 
-    Do("AppearStrangers", 50);
+    Do("AppearMany", 50, STRANGERS_UUID);
     Do("Appear", std::string("41:00:00:00:00:01"), UUID, DataOf(2, 0x80, "oursPHON"));
     Do("Appear", std::string("41:00:00:00:00:02"), UUID, DataOf(1, 0x80, "oursPHONE"));
     Do("Appear", std::string("41:00:00:00:00:03"), UUID, DataOf(1, 0x7f, "oursPHON"));
@@ -272,6 +273,20 @@ TEST_F(BluetoothChannelTest, HearsOnlyDevicesOfAccountAndOnlyWhileSeeking)
     EXPECT_EQ(Scans(), 0);
     channel.reset();
     seeking.reset();  // must not stop a scan, because the channel no longer exists
+}
+
+TEST_F(BluetoothChannelTest, HearsAtMost64DevicesAndHearsNewOneWhenAnotherVanishes)
+{
+    StartChannel();
+    ASSERT_TRUE(Advertises({"oursAAAA"}));
+    const auto seeking = channel->Seek();
+    Do("AppearMany", 64, UUID);
+    ASSERT_TRUE(Eventually([&] { return Known().size() == 64; }));
+    Do("Appear", PHONE, UUID, DataOf(1, 0x80, "oursPHON"));
+    Do("Vanish", std::string("40:00:00:00:00:00"));
+    ASSERT_TRUE(Eventually([&] { return Known().size() == 63; })) << "the 65th device was heard";
+    Do("Appear", PHONE, UUID, DataOf(1, 0x80, "oursPHON"));
+    ASSERT_TRUE(Eventually([&] { return Known().contains("/org/bluez/hci0/dev_40_11_22_33_44_55"); }));
 }
 
 TEST_F(BluetoothChannelTest, ClosesRadioLinkFiveSecondsAfterLastUse)

@@ -16,7 +16,6 @@ IS_OBJECT_MANAGER = True
 TEST = "net.distnet.Test"
 MANAGER = "org.bluez.LEAdvertisingManager1"
 ADVERTISEMENT = "org.bluez.LEAdvertisement1"
-STRANGERS_UUID = "0000180d-0000-1000-8000-00805f9b34fb"
 
 state = {"slots": 2, "advertisements": {}, "scans": 0}
 
@@ -157,10 +156,10 @@ def Appear(self, address, uuid, data):
                                        [dbus.ObjectPath(path), {bluez5.DEVICE_IFACE: properties}])
 
 
-@dbus.service.method(TEST, in_signature="i")
-def AppearStrangers(self, count):
+@dbus.service.method(TEST, in_signature="is")
+def AppearMany(self, count, uuid):
     for i in range(count):
-        Appear(self, f"40:00:00:00:00:{i:02X}", STRANGERS_UUID, [1, 0x81] + list(b"oursXXXX"))
+        Appear(self, f"40:00:00:00:00:{i:02X}", uuid, [1, 0x81] + list(b"oursXXXX"))
 
 
 @dbus.service.method(TEST, in_signature="s")

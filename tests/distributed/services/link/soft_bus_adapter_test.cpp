@@ -26,6 +26,15 @@ protected:
     int sessionId_ = 0;
 };
 
+TEST_F(SoftBusAdapterTest, SessionServerFailureBecomesServiceCode)
+{
+    EXPECT_EQ(served_, 0);
+    EXPECT_EQ(adapter_->RemoveSoftBusSessionServer(), 0);
+    softBus_->serverResult = SOFTBUS_UNAVAILABLE;
+    EXPECT_EQ(adapter_->CreateSoftBusSessionServer(), 1004500121);
+    EXPECT_EQ(adapter_->RemoveSoftBusSessionServer(), 1004500121);
+}
+
 TEST_F(SoftBusAdapterTest, OpensByteSessionWithLinkTypesInOrder)
 {
     AnswerOpenWith(0);
