@@ -69,8 +69,8 @@ public:
     CallResult StartDistributedNetwork(int32_t first, int32_t second, const std::string& networkId);
     CallResult StopDistributedNetwork(int32_t first, int32_t second, const std::string& networkId);
     CallResult GetAvailableDeviceList(std::vector<Device>& devices);
-    // json: receives a JSON object with one member for each known item. The call succeeds even if the service cannot
-    // determine an item. The value of that item is then false or empty.
+    // json: receives a JSON object with one member for each requested item that the service knows. The call succeeds
+    // even if the service cannot determine an item. The value of that item is then false or empty.
     CallResult GetRemoteDeviceInfo(const std::vector<std::string>& items, std::string& json);
 
     // ---- Ability 1164: requests to the daemon about itself. These calls never load the service. The result codes are
@@ -104,8 +104,9 @@ public:
     CallResult WaitForWifi(const Host::WifiStatus& known, std::chrono::milliseconds wait, Host::WifiStatus& wifi);
 
     // ---- Ability 1164: the account. If an operation fails, the member "fault" of its answer says why.
-    // ---- CallStatus::REFUSED means that this user may not change the account. A call that changes the account may
-    // ---- wait until a person has entered a password, so HOST_PERMISSION_LIMIT is added to the call limit.
+    // ---- CallStatus::REFUSED means that this user may not change the account. A call that changes the account, except
+    // ---- AnswerJoiner, may wait until a person has entered a password, so HOST_PERMISSION_LIMIT is added to the call
+    // ---- limit.
     // The daemon cancels an invitation or a join when the last connection of this process closes.
     CallResult OpenInvitation(bool admitsWithoutAsking, Host::InvitationAnswer& invitation);
     // Waits until the invitation's revision differs from the given revision. wait: the longest time to wait, here and
@@ -150,7 +151,8 @@ public:
     CallResult AnswerShareRequest(const std::string& networkId, Host::ShareDecision decision,
                                   Host::ShareChange& answer);
 
-    // Releases the service if this client used it, and closes the connection. Blocks for at most 1 s. Idempotent.
+    // Releases the service if this client used it, and closes the connection. Blocks until a running call of another
+    // thread has ended, and then for at most 1 s. Idempotent.
     void Close();
 
 private:

@@ -81,8 +81,8 @@ CallResult RemoteCall::Unreadable(const std::string& problem) const
         "the answer of the daemon on " + socketPath_ + " cannot be read: " + problem + "; is it of another version?"};
 }
 
-// Returns the result for a refused request. The server answers such a request with IPC_UNKNOWN_REQUEST, and the reply
-// starts with the code that says why.
+// Returns the result for each status that FromStatus does not handle. IPC_UNKNOWN_REQUEST means that the server refused
+// the request or does not know it. If the server refused the request, the reply starts with the code that says why.
 CallResult RemoteCall::FromRefusal(int32_t status, MessageParcel& reply) const
 {
     int32_t code = 0;

@@ -1,6 +1,6 @@
 // Writes the line counters when a program ends by _exit(), as the daemon and the test programs do. The compiler's
-// runtime writes them at exit() only. Linked into every program and library of a coverage build, each of which has own
-// counters.
+// runtime writes the counters at exit() only. Linked into every program and library of a coverage build, because each
+// of them has its own counters.
 
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -9,7 +9,7 @@
 
 extern "C" void __gcov_dump();  // NOLINT(bugprone-reserved-identifier): the name in the compiler's runtime
 
-// One list for the whole process.
+// The __gcov_dump functions of the program and its libraries. Default visibility: they all share one list.
 __attribute__((visibility("default"))) inline std::vector<void (*)()>& CounterWriters()
 {
     static auto* writers = new std::vector<void (*)()>;  // lives until the process ends

@@ -1,5 +1,5 @@
 // Types for the daemon's answers about the account (ability 1164, requests 10 to 22): an invitation, a join, the
-// members, and why an operation failed. Any thread may use these value types. Strings are unchanged from the daemon:
+// members, and why an operation failed. Any thread may use these value types. The client does not escape strings:
 // escape them before you show them on a terminal. client/distnet_client.h declares the requests, and
 // share/doc/libdistnet-dev/ipc.md describes the encoding.
 #pragma once

@@ -29,7 +29,7 @@ enum HostResult : int32_t {
 inline constexpr std::chrono::milliseconds HOST_MAX_WAIT{60'000};
 // The longest time that the daemon waits until a person authorizes a change of the account.
 inline constexpr std::chrono::milliseconds HOST_PERMISSION_LIMIT{120'000};
-// The longest time that a scan for devices takes.
+// The longest time for which SCAN_DEVICES tries to reach devices. Asking them for their DeviceFacts adds up to 1.5 s.
 inline constexpr std::chrono::milliseconds HOST_SCAN_LIMIT{5'000};
 
 // The type of a device. Devices send these numbers to each other, so the numbers must not change.
@@ -53,7 +53,7 @@ struct WifiStatus {
     std::string ssid;  // SSID of the latest attempt; non-printable bytes are escaped ("caf\xe9"), a backslash is "\\"
     std::string address;  // such as "192.168.43.17"; empty if not connected
     std::string reason;   // FAILED, DISCONNECTED: the cause as one phrase; else empty
-    // The same cause as the member reason, as a word for programs: a value of REASON in the event NET_WIFI_JOIN_FAIL
+    // The same cause as WifiStatus::reason, as a word for programs: a value of REASON in the event NET_WIFI_JOIN_FAIL
     // (share/doc/libdistnet-dev/errors.md).
     std::string failure;
 };
@@ -88,8 +88,8 @@ struct MembershipStatus {
     uint32_t members = 0;  // number of devices in the account, including this one; 0: the account has no list yet
     uint32_t pending = 0;  // number of account members that this device has never met
     std::optional<std::chrono::sys_seconds> backup;  // used if holdsKey: when the account's key was last backed up
-    // When this device's certificate expires. On the device with the account's key: when the first certificate of the
-    // account expires. No value if the time is more than a year away.
+    // When this device's certificate expires. No value if this time is more than a year away. Certificates of other
+    // devices are not considered, even on the device with the account's key.
     std::optional<std::chrono::sys_seconds> endsSoon;
 };
 

@@ -1,6 +1,6 @@
 // Types for the daemon's answers about getting online through another device (ability 1164, requests 23 to 29): the
-// steps of an attempt, why the attempt failed, and what was undone. Any thread may use these value types. Strings are
-// unchanged from the daemon: escape them before you show them on a terminal. client/distnet_client.h declares the
+// steps of an attempt, why the attempt failed, and what was undone. Any thread may use these value types. The client
+// does not escape strings: escape them before you show them on a terminal. client/distnet_client.h declares the
 // requests, and share/doc/libdistnet-dev/ipc.md describes the encoding. share/doc/libdistnet-dev/failures.md lists the
 // sentence, the advice and the event of each failure.
 #pragma once

@@ -1,6 +1,6 @@
 // Types for the daemon's answers about sharing this device's network through its hotspot (ability 1164, requests 30 and
 // 31): which devices use the hotspot, how many bytes it has carried, and which devices ask to use it. Any thread may
-// use these value types. Strings are unchanged from the daemon: escape them before you show them on a terminal.
+// use these value types. The client does not escape strings: escape them before you show them on a terminal.
 // client/distnet_client.h declares the requests, and share/doc/libdistnet-dev/ipc.md describes the encoding.
 #pragma once
 

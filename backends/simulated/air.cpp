@@ -108,8 +108,8 @@ const JsonKeys<AirRecord>& AirRecordKeys()
             {"internet", FlagKind(), &AirRecord::hasInternet, Required()},
         },
         [](const AirRecord& record) {
-            // A record with an empty key_proof is refused. MakeKeyProof returns an empty text on failure, so a station
-            // on which MakeKeyProof fails would join with any key.
+            // Only an open hotspot may have an empty key_proof. Otherwise a station on which MakeKeyProof fails, and so
+            // returns an empty text, would join with any key.
             const bool needsProof = record.security != HotspotSecurity::OPEN;
             const bool isProof = record.keyProof.size() == 2 * DIGEST_BYTES;
             return needsProof && !isProof ? "key_proof: must be 64 hex characters" : "";

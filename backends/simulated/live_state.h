@@ -25,8 +25,9 @@ public:
     bool IsJoined() const { return isJoined_; }
     void SetJoined(bool isJoined) { isJoined_ = isJoined; }
 
-    // Applies the fault that is injected for the given call. Every simulated platform call calls ApplyFault first, with
-    // no lock held. Blocks for the delay of the fault, which may exceed the time budget of the call (wifi_budgets.h).
+    // Applies the fault that is injected for the given call. Every simulated platform call calls ApplyFault before its
+    // own work, with no lock held. Blocks for the delay of the fault, which may exceed the call's time budget
+    // (wifi_budgets.h).
     // Returns the code that the call must return at once, or 0 if the call must continue. noAnswerCode: the interface's
     // code for a radio that does not answer. If the device has stopped or stops during the delay, ApplyFault returns
     // noAnswerCode at once.

@@ -49,8 +49,8 @@ public:
     ~SimulatedDevice();
 
     // Turns the hotspot off. Ends the Wi-Fi attempt or connection, the calls that an injected fault delays, and the
-    // open radio state queries. The abilities stay registered but refuse work. Blocks until the work on this device's
-    // strands has finished. A second call does nothing.
+    // open radio state queries. The abilities stay registered but refuse work. Blocks until this device's work has
+    // finished, except for the callbacks of the radio state queries. A second call does nothing.
     void Stop();
 
     // Changes the key of the hotspot (SimulatedHotspot::ChangeKey). Any thread.

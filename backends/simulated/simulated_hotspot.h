@@ -38,9 +38,9 @@ public:
     // Also succeeds while the hotspot is off.
     int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
 
-    // Generates a new Wi-Fi key for this run. A hotspot that is on stays on and uses the new key. Returns an empty text
-    // if the hotspot uses the generated key. Returns the hotspot's SSID if the device's state contains a key, because
-    // the hotspot keeps that key.
+    // Generates a new Wi-Fi key for this run. The hotspot uses this key, unless the device's state contains a key. A
+    // hotspot that is on stays on. Returns an empty text if the device's state contains no key. Otherwise returns the
+    // hotspot's SSID, because the hotspot keeps its key.
     std::string ChangeKey();
 
     // Turns the hotspot on when the device starts, as if another program had turned it on. Injected faults do not

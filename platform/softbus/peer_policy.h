@@ -48,9 +48,9 @@ public:
     // other device may not. May start to ask the owner of this device. Called on the reactor thread and on threads of
     // the elastic pool. Must not block.
     virtual PeerRefusal Admit(const std::string& networkId) = 0;
-    // Called when the device with that network id refused a request of this device to start its service or to open a
-    // session. The requester gets its error after this call. Called on the reactor thread and on the thread of
-    // StartCollaboration. Must not block.
+    // Called when the device with that network id has refused to start its service for this device, or to open a
+    // session with this device. The caller on this device gets the error after this call. Called on the reactor thread
+    // and on the thread of StartCollaboration. Must not block.
     virtual void OnRefusedBy(const std::string& networkId, PeerRefusal why) = 0;
 };
 

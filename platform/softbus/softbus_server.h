@@ -47,8 +47,8 @@ struct SoftBusOptions {
     // The folder with this device's identity. Newer states of the account are stored there. Empty: the account's state
     // is not used.
     std::filesystem::path identityFolder;
-    // Called after the soft bus has changed files in identityFolder: it adopted an account state or a certificate, or
-    // it recorded that the account removed this device (Identity::removedAt). Called on a strand. May block.
+    // Called on a strand after the soft bus has changed files in identityFolder: it stored an account state, a
+    // certificate or the account's key, or recorded the removal of this device (Identity::removedAt). May block.
     std::function<void()> identityChanged;
     std::vector<AnnouncementChannelFactory> channels;  // in addition to the channel of announceFolder
     std::vector<TransportFactory> moreTransports;      // in addition to TCP, in order of preference

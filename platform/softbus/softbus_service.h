@@ -30,8 +30,9 @@ struct Node {
     uint16_t deviceTypeId = 0;
     bool online = false;     // the device is reachable: it announces itself, or it had contact in the last 5 minutes
     int64_t lastSeenMs = 0;  // last contact, in ms since 1970-01-01 UTC; the current time while the device is reachable
-    // How far the device's clock is ahead of this device's clock. For a reachable device: at its last HELLO in this
-    // run. For any other device: according to its announcement. No value if not known.
+    // How far the device's clock is ahead of this device's clock. For a reachable device that sent HELLO in this run:
+    // at its last HELLO. For any other device: according to its announcement, if the announcement shows a difference.
+    // No value if not known.
     std::optional<std::chrono::milliseconds> clockAhead{};
     std::string transport{};            // the transport of address, such as "tcp"
     std::string address{};              // the address to try first; empty if this device never connected to that device

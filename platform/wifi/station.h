@@ -9,7 +9,7 @@
 //
 //   SEARCHING -> JOIN_REQUESTED -> JOINING -> OBTAINING_ADDRESS -> CONNECTED -> DISCONNECTED
 //
-// A radio may skip states. From any state before CONNECTED, the attempt may return to SEARCHING to try another join, or
+// A radio may skip states. From any state before CONNECTED, the attempt may return to SEARCHING to retry the join, or
 // end in FAILED. Thread-safe; only WaitForChange blocks. Stored configurations: wifi_device.h.
 #pragma once
 

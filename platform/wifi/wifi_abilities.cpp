@@ -12,7 +12,7 @@ std::shared_ptr<Interface> FindRadio(int32_t systemAbilityId, int32_t instanceId
     if (!ability) {
         return nullptr;
     }
-    // The deleter's copy of ability keeps the object alive until the last shared_ptr is destroyed.
+    // The deleter holds a copy of the sptr, so the object lives until the last shared_ptr is destroyed.
     return std::shared_ptr<Interface>(ability.GetRefPtr(), [ability](Interface*) {});
 }
 

@@ -1,7 +1,7 @@
 // The budget (longest time) of each Wi-Fi call of one request. A requester waits 3 s for the answer. The calls of the
 // serving device may take 1.3 s together, the calls of the requesting device 0.9 s, and the link between the devices
 // 0.8 s. Opening a hotspot through a real NetworkManager took 300 to 390 ms in an emulated machine. A call that reaches
-// its budget returns a failure and undoes what it has begun.
+// its budget returns a failure. What the call has begun is undone, possibly after the call has returned.
 #pragma once
 
 #include <chrono>

@@ -17,7 +17,7 @@ int32_t CheckConfig(const WifiDeviceConfig& config);
 // characters of the device's network id, and has at most 32 bytes. A long device name is cut between UTF-8 characters.
 std::string MakeHotspotSsid(std::string deviceName, const std::string& networkId);
 
-// Returns a pre-shared key with 80 random bits: 16 characters, each one of 32 that people do not easily confuse. Ends
+// Returns a pre-shared key with 80 random bits: 16 characters from a set of 32 that people do not easily confuse. Ends
 // the process if the kernel provides no random bytes.
 std::string GenerateHotspotKey();
 

@@ -1,7 +1,8 @@
 // WifiDevice: controls this device as a Wi-Fi station (ability 1120). Each backend implements it. Thread-safe.
 // AddDeviceConfig and ConnectToDevice return within their budgets (wifi_budgets.h); the join itself continues after
-// ConnectToDevice has returned. A call that reaches its budget fails and undoes what it has begun. GetDeviceConfigs and
-// GetLinkInfo do not block. An int32_t result is a WifiResult or the radio's own code.
+// ConnectToDevice has returned. A call that reaches its budget fails. What the call has begun is undone, possibly after
+// the call has returned. GetDeviceConfigs and GetLinkInfo do not block. An int32_t result is a WifiResult or the
+// radio's own code.
 #pragma once
 
 #include <chrono>

@@ -11,7 +11,7 @@
 
 namespace Vexo::Ctl {
 
-// The parsed command line. The parser (CLI11) sets the members. The function in the member run executes the command.
+// The parsed command line. The parser (CLI11) sets the members. The std::function "run" executes the command.
 struct Request {
     GlobalOptions options;
     std::function<int(Output&)> run;

@@ -33,8 +33,8 @@ Outcome NoPassphrase(const Error& error)
     return NotDone(error.message, "Give it at the terminal, or on a descriptor: --passphrase-fd N");
 }
 
-// A temporary copy of the backup in the state folder. Both the user and the owner of the folder can access the copy.
-// The destructor removes it.
+// A temporary copy of the backup in the state folder. The process accesses the copy with the rights of the owner of the
+// folder, who may have no access to the user's backup file. The destructor removes the copy.
 class StateFolderCopy {
 public:
     explicit StateFolderCopy(const std::filesystem::path& stateDir)

@@ -32,17 +32,17 @@ struct GlobalOptions {
 // outcome with which the command must end.
 std::unique_ptr<Client::DistNetClient> ConnectClient(const GlobalOptions& options, Outcome& failure);
 
-// Connects to the daemon, calls the function work, and prints the outcome that work returns. If there is no connection,
-// prints an outcome that says why. Returns the exit code. Ctrl-C ends the process.
+// Connects to the daemon, calls the given function, and prints the outcome that this function returns. If there is no
+// connection, prints an outcome that says why. Returns the exit code. Ctrl-C ends the process.
 int WithClient(const GlobalOptions& options, Output& output,
                const std::function<Outcome(Client::DistNetClient& client)>& work);
 
 // ---- Commands to get online and to disconnect (online_commands.cpp, start_command.cpp) -----------------------------
 int RunUp(const GlobalOptions& options, Output& output, const std::vector<std::string>& words);
 int RunStart(const GlobalOptions& options, Output& output, const std::string& peer, bool wait, bool timing);
-// Returns a function for the parameter scan of FindPeer (peers.h). The function prints which device it searches for,
-// and makes the daemon scan for devices nearby. word: the name of this device, as the user typed it. The objects
-// options and output must outlive the function.
+// Returns a function that the caller passes to FindPeer (peers.h). The function prints which device it searches for,
+// and makes the daemon scan for devices nearby. word: the searched device, as the user typed it. The objects options
+// and output must outlive the function.
 std::function<void()> ScanFor(const GlobalOptions& options, Output& output, const std::string& word);
 int RunDown(const GlobalOptions& options, Output& output);
 // mode: "on" or "off" switches automatic mode; an empty text shows the mode.

@@ -27,8 +27,8 @@ constexpr size_t NAME_WIDTH = 12;
 constexpr size_t TEXT_INDENT = NAME_WIDTH + 2;
 constexpr size_t TEXT_WIDTH = COLUMNS - TEXT_INDENT;
 
-// Returns the state folder to check if the daemon does not answer. With --state, returns the given folder. Without
-// --state, returns the socket's folder if it is a state folder, else the default state folder.
+// Returns the state folder to check if the daemon does not answer. If --state names another folder than the default,
+// returns that folder. Otherwise returns the socket's folder if it is a state folder, else the default state folder.
 std::filesystem::path StateFolder(const GlobalOptions& options)
 {
     const std::filesystem::path beside = std::filesystem::path(options.socket).parent_path();

@@ -1,5 +1,6 @@
 // Handles interrupts while a command waits. An interrupt is Ctrl-C (SIGINT) or SIGTERM. Both signals are blocked in
-// every thread, and one separate thread waits for them. Call these functions on the main thread.
+// every thread. A separate thread waits for them; only WaitForInterrupt waits on the calling thread. Call these
+// functions on the main thread.
 #pragma once
 
 #include <functional>
@@ -10,8 +11,8 @@ namespace Vexo::Ctl {
 
 class Output;
 
-// After this call, an interrupt that ends the process also calls output.FinishInterrupted. The object output must exist
-// until the process ends.
+// After this call, an interrupt that ends the process with EXIT_INTERRUPTED also calls output.FinishInterrupted. The
+// object output must exist until the process ends.
 void ReportInterrupts(Output& output);
 
 // Blocks SIGINT and SIGTERM in this thread and in the threads that it starts. Also ignores SIGPIPE. Call this first in
@@ -23,7 +24,7 @@ void BlockInterrupts();
 void EndOnInterrupt();
 
 // After this call, an interrupt ends the process with EXIT_INTERRUPTED. ended: a function that is called before the
-// process ends. It runs on the thread that waits for the interrupt.
+// process ends. It runs on the thread that waits for the interrupt, and may call EndOnInterrupt for a second interrupt.
 void EndOnInterrupt(std::function<void()> ended);
 
 // Blocks until the process ends if an interrupt has arrived since EndOnInterrupt was called. Otherwise returns at once.

@@ -60,8 +60,9 @@ private:
         return call.Succeeded() ? std::nullopt : std::optional(FromAccountCall(call));
     }
 
-    // Prints what has changed in the invitation. If the invitation has ended, returns the outcome of the command.
-    // Otherwise returns no value.
+    // Prints what has changed in the invitation. Without --yes, also asks the user about a device that asks to join. If
+    // the invitation has ended or a call to the daemon has failed, returns the outcome of the command. Otherwise
+    // returns no value.
     std::optional<Outcome> PrintChange()
     {
         const Host::InvitationAnswer shown = Printable(now_);

@@ -16,8 +16,8 @@ namespace {
 
 using Client::DistNetClient;
 
-// Reads the list of members from the daemon. Its texts are printable (printable.h). If this fails, returns no value,
-// and the parameter failure receives the outcome with which the command must end.
+// Reads the list of members from the daemon, and makes the texts of the list printable (printable.h). If reading fails,
+// returns no value, and the parameter failure receives the outcome with which the command must end.
 std::optional<Host::MemberList> ReadMembers(DistNetClient& client, Outcome& failure)
 {
     Host::MemberList list;
@@ -51,7 +51,7 @@ Json MemberDetails(const Host::AccountMember& member)
     return details;
 }
 
-// Finds a member by name or network id, and calls the function work with the list of members and this member. word:
+// Finds a member by name or network id, and calls the given function with the list of members and this member. word:
 // what the user typed.
 int WithMember(const GlobalOptions& options, Output& output, const std::string& word,
                const std::function<Outcome(DistNetClient& client, const Host::MemberList& list,

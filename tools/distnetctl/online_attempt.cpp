@@ -43,8 +43,8 @@ bool WasReachedOverBluetooth(Client::DistNetClient& client, const std::string& n
     });
 }
 
-// If the cause of the fault is a radio of this device, sets the advice in the fault to what `doctor` advises for this
-// radio.
+// If a radio of this device may have caused the fault, replaces the advice in the fault by the advice of `doctor` for
+// this radio. If this radio is Bluetooth, also adds the problem of the radio to the message of the fault.
 void AddOwnRadio(Client::DistNetClient& client, Host::OnlineFault& fault)
 {
     using Code = Host::OnlineFaultCode;

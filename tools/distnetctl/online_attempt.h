@@ -49,7 +49,7 @@ struct AttemptWish {
 
 class Attempt {
 public:
-    // Called after each change of the attempt.
+    // Called for each answer of the daemon. Run asks at least every SLOW_STEP, so an answer may have no change.
     using Observer = std::function<void(const Host::OnlineAnswer& attempt)>;
 
     Attempt(const GlobalOptions& options, Output& output, Client::DistNetClient& client, AttemptWish wish);

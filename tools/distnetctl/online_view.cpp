@@ -99,7 +99,7 @@ std::string ResultText(const OnlineStep& step)
     return text + (step.address.empty() ? "" : (text.empty() ? "" : " ") + step.address);
 }
 
-// Wraps a text into lines. first: the beginning of the first line, already padded to the width column. column: the
+// Wraps a text into lines. first: the beginning of the first line; must be as wide as the indentation. column: the
 // indentation of the other lines.
 std::vector<std::string> WrapWithPrefix(const std::string& first, size_t column, const std::string& text)
 {
@@ -123,8 +123,8 @@ std::string Sentence(const std::string& text)
     return text.empty() || text.ends_with('.') ? text : text + ".";
 }
 
-// Returns the advice for each device that failed, one line per device. If a device failed several times, uses its last
-// advice.
+// Returns the advice for the devices that failed, one line per device. If a device failed several times, uses its last
+// advice. If several devices have the same advice, this advice has only one line.
 std::string AdviceOfEach(const Host::OnlineAnswer& attempt)
 {
     std::vector<std::pair<std::string, std::string>> advices;  // pairs of the network id and the advice

@@ -1,7 +1,7 @@
-// Prints the output of distnetctl, which is lines of text for a person, or one JSON object. Also defines the exit
-// codes. A command creates one Outcome and passes it to Output::Finish. Only the live picture (screen.h) writes to
-// standard output without using Output. Used on the main thread, and on the thread that ends the process after an
-// interrupt.
+// Prints the output of distnetctl: lines of text for a person or, with --json, JSON objects. Also defines the exit
+// codes. A command creates one Outcome and passes it to Output::Finish. Only the live picture (screen.h) and the help
+// (CLI11) are written to standard output without using Output. Used on the main thread, and on the thread that ends the
+// process after an interrupt.
 #pragma once
 
 #include <atomic>

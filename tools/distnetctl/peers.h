@@ -26,15 +26,15 @@ bool IsNetworkId(const std::string& word);
 bool IsKnown(const Peer& peer);
 
 // Finds a peer. word: the name or the network id of the peer. If no peer has this name or id, the result is the only
-// peer whose name or network id begins with word, or whose short id is word. If word is a complete network id that no
-// peer has, returns a Peer that has only this id, so that the service accepts or refuses the device. An error message
-// lists the peers that match, or suggests a similar name.
+// peer whose name or network id begins with this text, or whose short id is this text. If the text is a complete
+// network id that no peer has, returns a Peer that has only this id, so that the service accepts or refuses the device.
+// An error message lists the peers that match, or suggests a similar name.
 [[nodiscard]] Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers);
 
 // Calls ResolvePeer with the devices that the daemon knows. The texts of the result are printable (printable.h). If no
-// known device matches, calls the function scan (if given), which makes the daemon search for devices, and then tries
-// again. Returns no value if no single device matches, or if word names this device itself. In this case the parameter
-// failure receives the outcome with which the command must end.
+// known device matches, calls the function scan (if given), which makes the daemon search for devices, and then calls
+// ResolvePeer again. Returns no value if the daemon does not answer, if no single device matches, or if the user named
+// this device itself. In these cases the parameter failure receives the outcome with which the command must end.
 std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure,
                              const std::function<void()>& scan = nullptr);
 

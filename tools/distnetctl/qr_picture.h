@@ -13,8 +13,8 @@ struct QrStyle {
     bool colour = false;  // true: black on white. false: the light modules have the text colour of the terminal
 };
 
-// Returns the lines of the picture. Its border is four light modules wide, because QR readers need this. Returns no
-// lines if a line would be wider than columns, or if memory is short.
+// Returns the lines of the picture. Its border is four light modules wide, because QR readers need this. columns: the
+// largest allowed width. Returns no lines if the picture would be wider, or if the text cannot be encoded.
 std::vector<std::string> QrPicture(const std::string& text, QrStyle style, size_t columns);
 
 }  // namespace Vexo::Ctl

@@ -22,8 +22,8 @@ namespace {
 
 constexpr size_t MAX_LINE = 4096;
 
-// The terminal on which the echo is switched off, and its settings before that. The main thread writes these variables.
-// The thread that handles Ctrl-C reads them.
+// The terminal on which the echo is switched off (-1: none), and the settings that RestoreEcho restores. The main
+// thread sets both variables. RestoreEcho, also on the thread that handles Ctrl-C, reads both and sets -1 again.
 std::atomic<int> g_silentTerminal{-1};
 termios g_before{};
 

@@ -39,8 +39,8 @@ public:
 
     // Returns the current size of the terminal. The result is 80 by 24 if the size is not known.
     static ScreenSize Size();
-    // Draws the complete picture with one write. Lines beyond size are left out. Returns false if the terminal was
-    // closed.
+    // Draws the complete picture with one write. Leaves out what does not fit into the given size. Returns false if the
+    // terminal was closed.
     bool Draw(const std::vector<ScreenLine>& lines, const ScreenSize& size);
 
 private:

@@ -10,7 +10,7 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// Reads the sharing status from the daemon, calls the function show with it, and prints the outcome that show returns.
+// Reads the sharing status from the daemon, calls the given function with it, and prints the returned outcome.
 int WithSharing(const GlobalOptions& options, Output& output,
                 const std::function<Outcome(const Host::ShareStatus& status)>& show)
 {

@@ -35,8 +35,8 @@ bool IsClosedToUser(const std::filesystem::path& stateDir);
 // may not read it (IsClosedToUser), the outcome advises how to get access.
 Outcome StateFailure(const std::filesystem::path& stateDir, std::string message, std::string advice);
 
-// AsOwnerOf calls the function work with the rights of the owner of stateDir. Returns the Result of work. Returns an
-// error if the rights could not be changed.
+// AsOwnerOf calls the given function with the rights of the owner of stateDir, and returns the Result of this function.
+// Returns an error if the rights could not be changed.
 template <typename Work>
 auto AsOwnerOf(const std::filesystem::path& stateDir, Work work) -> decltype(work())
 {

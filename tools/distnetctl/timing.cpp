@@ -35,8 +35,8 @@ std::string TextOf(const cJSON* object, const char* key)
     return text != nullptr ? text : "";
 }
 
-// Returns the complete spans and the asynchronous spans of a trace, ordered by the time when they begin. Ignores spans
-// that end before they begin.
+// Returns the spans of a trace, ordered by the time when they begin. A span is one complete event ("ph" is "X") or two
+// asynchronous events (begin "b", end "e"). Ignores spans that end before they begin.
 std::vector<NamedSpan> SpansOf(const std::string& trace)
 {
     const Json document = ParseJson(trace);

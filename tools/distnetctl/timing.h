@@ -44,16 +44,15 @@ struct StepNames {
     std::string wifi;           // the name of the Wi-Fi step if it succeeded
     bool isUnfinished = false;  // used if the start failed; true: the last step timed out and is shown as running
 };
-// Formats the steps as lines of at most 80 columns. Each line has a mark, a name, a duration, and a bar that shows when
-// the step ran. The lines for the parts of a step follow it; they are indented and have no mark. failed: true if the
-// last step that was reached is shown as failed.
+// Formats the steps as lines of at most 80 columns. The line of a step has a mark, a name, a duration, and a bar that
+// shows when the step ran. The lines for the parts of a step follow it; they are indented and have no mark. The last
+// line shows the total duration. failed: true if the last step that was reached is shown as failed.
 std::vector<std::string> TimingLines(const Timing& timing, bool failed, const StepNames& names);
 
 // Returns a JSON object with these members: {"collaboration_ms", "seek_ms", "connect_ms", "handshake_ms", "session_ms",
 // "answer_ms", "wifi_ms", "total_ms"}. A member is null if its step has no value.
 Json TimingDetails(const Timing& timing);
 
-// Returns the current time of the steady clock in milliseconds.
 double SteadyNowMs();
 
 }  // namespace Vexo::Ctl

@@ -1,10 +1,10 @@
 // CollaborationListener: receives the messages of collaborations and runs the hotspot exchange (hotspot_exchange.h).
-// DataListener does this for soft bus sessions. The two classes differ in three points:
-// - If a Wi-Fi call of the serving device fails, a CollaborationListener sends the code of this call to the peer.
-// - On the requesting device, a CollaborationListener posts success if the answer was parsed without error, also if
-// joining the hotspot fails.
-// - A CollaborationListener has no handlers for hello messages. The framework's threads call this class concurrently.
-// Each handler runs to its end on the calling thread. Message layouts: link_message.h.
+// The framework's threads call this class concurrently. Each handler runs to its end on the calling thread. Message
+// layouts: link_message.h. The main differences from DataListener, which does the same for soft bus sessions:
+// - If a Wi-Fi call of the serving device fails, the peer receives the code of this call, not HOTSPOT_FAIL_PEER.
+// - On the requesting device, the waiting request receives success if the answer was parsed without error, even if this
+//   device could not start to join the hotspot.
+// - There are no handlers for hello messages.
 #pragma once
 
 #include <atomic>
@@ -38,9 +38,9 @@ public:
     // Opens the hotspot and sends the answer. If this device has no hotspot service, sends nothing, and the request of
     // the peer times out.
     void HandleMessageStartHotSpot(int sessionId, unsigned char* data, unsigned int len);
-    // Adds the received Wi-Fi configuration, connects, and posts the result of parsing the answer. A failure to connect
-    // does not change this result. If no request of this device waits for the answer, ignores the answer. Stops the
-    // collaboration in every case.
+    // Adds the received Wi-Fi configuration, starts to connect, and posts the result of parsing the answer. A failed
+    // Wi-Fi call does not change this result. If no request of this device waits for the answer, ignores the answer.
+    // Stops the collaboration in every case.
     void HandleMessageStartHotSpotResponse(int sessionId, unsigned char* data, unsigned int len);
     void HandleMessageUnknown(int sessionId, unsigned char* data, unsigned int len);
 

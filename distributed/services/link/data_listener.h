@@ -1,8 +1,8 @@
 // DataListener: receives every message that arrives on a soft bus session, and plays both roles of the hotspot
 // exchange. The serving device opens its hotspot and answers with the SSID, the key and the security type. The
-// requesting device adds the answer as a Wi-Fi configuration, connects, and posts the result to the waiting request
-// (soft_bus_adapter.h). The soft bus's threads call this class concurrently for different sessions. Each handler runs
-// to its end on the calling thread. Message layouts: link_message.h.
+// requesting device adds the answer as a Wi-Fi configuration, starts to connect, and posts the result to the waiting
+// request (soft_bus_adapter.h). The soft bus's threads call this class concurrently for different sessions. Each
+// handler runs to its end on the calling thread. Message layouts: link_message.h.
 #pragma once
 
 #include <atomic>
@@ -43,8 +43,8 @@ public:
     // Opens the hotspot and sends the answer. If this device has no hotspot service, sends nothing, and the request of
     // the peer times out.
     void HandleMessageStartHotSpot(int sessionId, unsigned char* data, unsigned int len);
-    // Adds the received Wi-Fi configuration, connects, and posts 0 or the code of the failure. If no request of this
-    // device waits for the answer, ignores the answer. Closes the session in every case.
+    // Adds the received Wi-Fi configuration, starts to connect, and posts 0 or the code of the failure. If no request
+    // of this device waits for the answer, ignores the answer. Closes the session in every case.
     void HandleMessageStartHotSpotResponse(int sessionId, unsigned char* data, unsigned int len);
     void HandleMessageUnknown(int sessionId, unsigned char* data, unsigned int len);
     void HandleMessageUnknownResponse(int sessionId, unsigned char* data, unsigned int len);

@@ -27,8 +27,8 @@ public:
 
     // Registers this service with the device manager. Init may be called again. Returns the device manager's code.
     int32_t Init();
-    // Fills deviceList with the trusted devices that are online. If the query fails, the list is empty. Always returns
-    // 0.
+    // Replaces the content of deviceList by every known device of the account, the reachable devices first. If the
+    // query fails, deviceList stays unchanged. Always returns 0.
     int32_t GetTrustedDeviceList(std::vector<DistributedHardware::DmDeviceInfo>& deviceList);
 
 private:

@@ -1,7 +1,7 @@
 // DistNetService: ability 1163, the service itself. The process has one object of this class, which is never destroyed.
 // This object registers itself when the library is loaded. The host calls OnStart and OnStop. Requests arrive on IPC
-// worker threads through distnet_service_stub.h. For each operation X there is a function XAsync. The operation runs
-// XAsync on the task runtime and blocks until XAsync returns. Result codes: distnet_errors.h. Files:
+// worker threads through distnet_service_stub.h. If an operation X has a function XAsync, the operation runs XAsync on
+// the task runtime and blocks until XAsync returns. Result codes: distnet_errors.h. Files:
 // distnet_service.cpp (life cycle), distnet_service_network.cpp (start and stop), distnet_service_query.cpp (queries).
 #pragma once
 
@@ -51,27 +51,27 @@ public:
     int32_t StartServiceAsync(uint32_t& state);
     int32_t ReleaseServiceAsync(uint32_t& state);
 
-    // Gets this device online through the peer's hotspot. Only one start runs at a time. Blocks during the whole
-    // exchange, for at most about 20 s. Returns 0; DISTNET_ERR_GENERAL if the service is not running or the peer
-    // belongs to another account; DISTNET_ERR_COLLABORATION_START; or DISTNET_ERR_LINK. System events report each
-    // attempt.
+    // Asks the peer to open its hotspot, and starts to connect to the hotspot. Only one start runs at a time. Blocks
+    // for at most about 23 s, and longer while another start runs. Returns 0 if this device has started to connect;
+    // DISTNET_ERR_GENERAL if the service is not running or the peer is not a known device of this account;
+    // DISTNET_ERR_COLLABORATION_START; or DISTNET_ERR_LINK. System events report each attempt.
     int32_t StartDistributedNetwork(int32_t, int32_t, const std::string& networkId) override;
     int32_t StartDistributedNetworkAsync(int32_t, int32_t, const std::string& networkId);
     int32_t SoftBusStartDisNet(const std::string& networkId);
-    // Gets this device online through the peer's hotspot, like StartDistributedNetwork. Uses the data channel of a
-    // collaboration (link/collaboration.h) instead of a soft bus session. The remote interface has no request for this
-    // function, so only code in the service's process can call it. Blocks for at most about 25 s.
+    // Asks the peer to open its hotspot, and starts to connect, like StartDistributedNetwork. Uses the data channel of
+    // a collaboration (link/collaboration.h) instead of a soft bus session. The remote interface has no request for
+    // this function, so only code in the service's process can call it. Blocks for at most about 30 s.
     int32_t CollaborationStartDisNet(const std::string& networkId);
     // StopDistributedNetwork only logs and returns 0. The peer closes its hotspot by its own rules.
     int32_t StopDistributedNetwork(int32_t, int32_t, const std::string& networkId) override;
 
-    // Fills deviceList with the trusted devices that are online. Returns 0; DISTNET_ERR_GENERAL if the service is not
-    // running; DISTNET_ERR_NO_DEVICE if the list is empty.
+    // Fills deviceList with every known device of the account, the reachable devices first. Returns 0;
+    // DISTNET_ERR_GENERAL if the service is not running; DISTNET_ERR_NO_DEVICE if the list is empty.
     int32_t GetAvailableDeviceList(std::vector<DmDeviceInfo>& deviceList) override;
     int32_t GetAvailableDeviceListAsync(std::vector<DmDeviceInfo>& deviceList);
-    // Sets result to a JSON object with a member for each known item. If the value of an item cannot be read, the
-    // member is empty or false. For some items, a fault event reports the failure. Blocks for at most twice
-    // RADIO_STATE_WAIT. Returns 0, or DISTNET_ERR_GENERAL if the service is not running.
+    // Sets result to a JSON object with a member for each requested item that the service knows. If the value of an
+    // item cannot be read, the member is empty or false. For some items, a fault event reports the failure. Blocks for
+    // at most twice RADIO_STATE_WAIT. Returns 0, or DISTNET_ERR_GENERAL if the service is not running.
     int32_t GetRemoteDeviceInfo(std::vector<std::string> items, std::string& result) override;
     int32_t GetRemoteDeviceInfoAsync(std::vector<std::string> items, std::string& result);
 
@@ -90,7 +90,8 @@ public:
     // TryToLinkFromSoftBus and TryToLinkDirect only log and return 0.
     int32_t TryToLinkFromSoftBus();
     int32_t TryToLinkDirect();
-    // Runs when EVENT_STOP_DISTRIBUTED_NETWORK (distnet_event_handler.h) arrives. Releases the network path.
+    // Runs when EVENT_STOP_DISTRIBUTED_NETWORK (distnet_event_handler.h) arrives. Calls ReleasePath of the decision
+    // manager, which always fails.
     void HandleStopDistributedNetwork();
 
     // Logs the code and the message, and returns 0. Ignores the third argument.

@@ -36,8 +36,8 @@ public:
     virtual int32_t StartDistributedNetwork(int32_t, int32_t, const std::string& networkId) = 0;
     virtual int32_t StopDistributedNetwork(int32_t, int32_t, const std::string& networkId) = 0;
     virtual int32_t GetAvailableDeviceList(std::vector<DmDeviceInfo>& deviceList) = 0;
-    // items: the names of the requested capability items. result: receives a JSON object with a member for each known
-    // item.
+    // items: the names of the requested capability items. result: receives a JSON object with a member for each
+    // requested item that the service knows.
     virtual int32_t GetRemoteDeviceInfo(std::vector<std::string> items, std::string& result) = 0;
 };
 

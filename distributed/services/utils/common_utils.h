@@ -26,7 +26,7 @@ std::string GetAnonymousStr(const std::string& input);
 // characters.
 std::string GetAnonymousDeviceID(const std::string& deviceId);
 
-// Returns the parts of str that separators divide. An empty last part is left out, so "a,b," gives two parts. The
+// Splits str at each separator and returns the parts. An empty last part is left out, so "a,b," gives two parts. The
 // separator sep must not be empty.
 std::vector<std::string> Split(const std::string& str, const std::string& sep);
 

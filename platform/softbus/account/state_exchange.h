@@ -107,7 +107,8 @@ private:
     size_t adopting_ = 0;
     std::vector<std::function<void()>> waiting_;
     QuviewDFX::LogLimit<std::string> refusals_;  // key: the sender's network id
-    // The certificates and link keys that the context uses now. Used by Begin, and after that only on the strand.
+    // Texts that identify the certificates and link keys of the last call of Prepare. The next call compares them, to
+    // make new TLS settings only after a change. Used by Begin, and after that only on the strand.
     std::string certificates_;
     std::string linkKeys_;
     Tasks::Strand strand_;

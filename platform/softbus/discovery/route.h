@@ -13,14 +13,14 @@ namespace Vexo::SoftBus {
 // announced address. An address that is announced and was also reached before is tried within this time.
 inline constexpr std::chrono::milliseconds ANNOUNCED_AHEAD{300};
 
-// Returns the addresses at which to try a device, in this order:
+// Returns the addresses at which to try a device, sorted by Route::after. The times are assigned in this order:
 // 1. the address from KnownDevices::SuggestHost;
 // 2. the announced addresses, those of the newest announcement first;
-// 3. other addresses where the device was reached before;
+// 3. other addresses where the device was reached before; if any address is announced, from ANNOUNCED_AHEAD on;
 // 4. addresses at which a handshake failed recently (Sightings::IsAvoided).
-// networkId: a full network id, or the beginning of one. For a beginning, the result has the addresses of all devices
-// whose network id has that beginning.
-// linkTypes: only addresses of these link types are returned, in the order of the types. Empty: addresses of all types.
+// networkId: a full network id, or only the characters of it that a token contains (TokenOwner::idPrefix). In the
+// second case the result has announced addresses only.
+// linkTypes: the result has only addresses of these link types, in each group in the order of linkTypes. Empty: all.
 std::vector<Route> RoutesTo(const ReactorContext& context, const std::string& networkId,
                             const std::vector<int32_t>& linkTypes = {});
 

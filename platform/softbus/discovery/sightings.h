@@ -48,9 +48,9 @@ public:
     // (AnnouncementTokens::ReadOfAnyClock). The parameter then is the approximate time at which the token was made.
     bool IsOwn(const std::string& transport, const std::string& token, WallTime then) EXCLUDES(mutex_);
 
-    // Records a new or changed announcement. If announcement is nullopt, records that the announcement has ended.
-    // Returns the device to which the announcement belongs. Returns nullopt if the announcement belongs to this device
-    // or to no device of the account, or if nothing was recorded.
+    // Records a new or changed announcement. If the announcement is nullopt, has no address or is not from another
+    // device of the account, removes the announcement that was recorded under this name. Returns the device whose
+    // announcement was recorded or removed. Returns nullopt if nothing was recorded or removed.
     std::optional<Trust::TokenOwner> Set(const std::string& channel, const std::string& name,
                                          const std::optional<Announcement>& announcement) EXCLUDES(mutex_);
     // Removes announcements that were not renewed within SIGHTING_LIFE. Call once a token period.
@@ -59,11 +59,11 @@ public:
     // Returns true if the device announces itself. Returns false if a dial has failed to reach the device, until the
     // next contact or the next change of the announcement.
     bool IsAnnounced(const std::string& networkId) const EXCLUDES(mutex_);
-    // Returns the announced addresses of devices whose network id begins with idPrefix. The addresses of the newest
-    // announcement come first.
+    // Returns the announced addresses of a device. The addresses of the newest announcement come first. idPrefix: the
+    // device's network id, or at least the characters of it that a token contains (Trust::TokenOwner::idPrefix).
     std::vector<PeerAddress> Addresses(const std::string& idPrefix) const EXCLUDES(mutex_);
     // Returns how far the device's clock is ahead of this device's clock, in whole token periods. If the device's
-    // announcements show different values, returns the smallest one. Returns 0 for a device without an announcement.
+    // announcements show different values, returns the one closest to 0. Returns 0 for a device without announcement.
     std::chrono::minutes ClockAhead(const std::string& networkId) const EXCLUDES(mutex_);
     // Returns the first characters of the network ids of all devices that announce themselves.
     std::vector<std::string> AnnouncedIdPrefixes() const EXCLUDES(mutex_);

@@ -30,7 +30,7 @@ public:
 
 protected:
     virtual void OnJoinFrame(FrameKind kind, const std::string& payload) = 0;
-    // Called when the other side has closed the link or was silent for too long. No other call follows.
+    // Called when the link has ended without Close or Abort, for any reason. No other call follows.
     virtual void OnLost(const std::string& why) = 0;
 
     // Call when the first frame was accepted. From now on only silence of the other side ends the link.

@@ -70,8 +70,8 @@ private:
 
     void WatchDeadlines(SteadyTime first);
     // Closes old connections to make space for a new one: the oldest connection of the source if the source has its
-    // maximum number of connections, and the oldest connection in room if room is full. room: strangers_ or members_.
-    // limit: the maximum number of connections in room.
+    // maximum number of connections, and the oldest connection of the map "room" if the map is full. room: strangers_
+    // or members_, the map that will get the new connection. limit: the maximum number of connections in this map.
     void MakeRoom(const std::string& source, const Candidates& room, size_t limit);
     void Refuse(const CandidatePtr& candidate, const std::string& why);
     void Forget(const CandidatePtr& candidate);

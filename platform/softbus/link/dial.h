@@ -37,8 +37,8 @@ struct Route {
 // failed. To seek means to make the announcement channels listen more intensively.
 inline constexpr std::chrono::milliseconds SEEK_DELAY{300};
 
-// A dial that seeks repeats a failed attempt over radio after this pause, because radio connections fail occasionally.
-// The attempt is not repeated if the device refused the connection.
+// A dial repeats a failed attempt over radio after this pause, because radio connections fail occasionally. It does not
+// repeat the attempt if the device refused the connection, or if the dial neither seeks nor runs another attempt.
 inline constexpr std::chrono::milliseconds REPEAT_DELAY{500};
 
 // MAX_ATTEMPTS: how many attempts of one dial run at the same time. MAX_ROUTES: how many addresses one dial tries.

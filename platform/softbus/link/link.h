@@ -119,7 +119,7 @@ public:
     bool ReadingPaused() const { return paused_; }
 
     // Sends the queued frames and CLOSE, and then ends the link. This takes at most CLOSE_LIMIT. Releases the owner at
-    // once, without a call of OnEnded.
+    // once, without a call of OnEnded. Before the handshake is done, Close does what Abort does.
     void Close();
     // Ends the link at once. Queued frames are lost. Releases the owner without a call of OnEnded.
     void Abort();

@@ -39,7 +39,7 @@ ssize_t Send(BIO* bio, std::string_view bytes)
     return sent;
 }
 
-// Sends the rest of the first flight. Returns 1 if all of it was sent, otherwise -1.
+// Sends the prefix and the first flight, or the rest of them. Returns 1 if all bytes were sent, otherwise -1.
 int Flush(BIO* bio)
 {
     SocketState& state = StateOf(bio);

@@ -63,7 +63,7 @@ private:
     std::shared_ptr<Link> link_;
     asio::steady_timer timer_;
     asio::steady_timer paceTimer_;  // resumes reading from a peer that has sent too many messages
-    SteadyTime allowedSince_{};  // one message each MESSAGE_INTERVAL since this time makes the number of those received
+    SteadyTime allowedSince_{};  // each message moves this time by MESSAGE_INTERVAL; later than now: too many messages
     std::shared_ptr<Dial> dial_;
     // The next five members are used only if this side opens the session.
     PeerAddress where_;

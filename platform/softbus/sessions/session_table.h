@@ -70,8 +70,8 @@ public:
     // Returns null before SetOpen and after SetClosed.
     std::shared_ptr<Link> OpenLink() const EXCLUDES(mutex_);
     void SetClosed() EXCLUDES(mutex_);
-    // Call when this side has closed the session. From now on no callback for received data or for the close is
-    // started.
+    // Call when this side closes the session. From now on no callback for received data is started. After
+    // SessionTable::Remove, no callback for the close is started either.
     void StopCallbacks() { callbacksStopped_ = true; }
 
     // Returns the time at which OpenSession returned. Returns time_point::max() while OpenSession still runs.
@@ -89,7 +89,7 @@ public:
     void DeliverOpened(int result);
     void DeliverBytes(std::string payload, const std::shared_ptr<Link>& link);
     void DeliverClosed(std::shared_ptr<SessionTable> table);
-    // Returns false while so many bytes wait that reading from the link is paused.
+    // Returns false while more than MAX_UNDELIVERED_BYTES wait: reading from the link must not resume then.
     bool HasRoom() const { return undelivered_ <= MAX_UNDELIVERED_BYTES; }
 
 private:

@@ -54,7 +54,7 @@ void Prepare(int fd)
 }  // namespace
 
 // One outbound connection. It resolves the host name if the address has one, and tries each endpoint. The attempt ends
-// when a connection exists or when the time limit has passed.
+// when a connection exists, when all endpoints have failed or when the time limit has passed.
 class TcpTransport::Attempt : public std::enable_shared_from_this<Attempt> {
 public:
     Attempt(asio::io_context& reactor, std::string address)

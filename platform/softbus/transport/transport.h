@@ -40,7 +40,7 @@ struct Stream {
 };
 
 // Limits for inbound connections whose client has not proved yet that it has the account's link key (link/admission.h).
-// The member time limits how long the proof may take. The other members limit the number of such connections.
+// AdmissionLimits::time is the longest time until the proof. The other members limit the number of such connections.
 struct AdmissionLimits {
     std::chrono::milliseconds time{2000};
     size_t connections = 1024;
@@ -66,9 +66,9 @@ public:
     [[nodiscard]] virtual Result<std::string> Listen(Accepted accepted) = 0;
     // Checks the notation of an address, without connecting.
     [[nodiscard]] virtual Result<void> CheckAddress(const std::string& address) const = 0;
-    // Starts to connect. done: called once, before the time limit ends. If the returned handle is destroyed earlier,
-    // the attempt is cancelled and done is not called. Errors: UNAVAILABLE or TIMED_OUT if no device answered; any
-    // other code if this device could not even try.
+    // Starts to connect. done: called once, at the end of the time limit at the latest. If the returned handle is
+    // destroyed earlier, the attempt is cancelled and done is not called. Errors: UNAVAILABLE or TIMED_OUT if no device
+    // answered; any other code if this device could not even try.
     [[nodiscard]] virtual std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit,
                                                         Connected done) = 0;
     // Returns the address at which this device can connect to a peer. A peer that listens on all its interfaces does

@@ -50,8 +50,8 @@ public:
     void HandleCollFwkServiceAdded();  // also called when a peer has started a collaboration
     void HandleCollFwkServiceRemoved() {}
 
-    // The handlers of the soft bus and the device manager call InitSoftbusAdapter and InitDmAdapter. Failures are
-    // logged.
+    // HandleSoftBusServiceAdded calls InitSoftbusAdapter, and HandleDeviceManagerServiceAdded calls InitDmAdapter.
+    // Failures are logged.
     void InitSoftbusAdapter();
     void InitDmAdapter();
 

@@ -58,7 +58,7 @@ bool GetInteger(const cJSON* jsonObj, const std::string& key, Integer* value)
     return true;
 }
 
-// The cast removes const. This is valid because the caller may change the object.
+// Sets *value to the member itself. Removing const is valid, because cJSON creates its nodes as non-const objects.
 bool GetNode(const cJSON* jsonObj, const std::string& key, int type, cJSON** value)
 {
     const cJSON* member = FindMember(jsonObj, key, type);

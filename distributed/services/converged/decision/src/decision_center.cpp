@@ -104,8 +104,7 @@ bool DecisionCenter::UpdateDeviceParameter()
 void DecisionCenter::CancelClosing(const std::shared_ptr<EventRunner>& runner)
 {
     // RemoveTask removes only tasks that were posted through the same handler. This handler is new, so a scheduled
-    // closing stays scheduled when the screen goes on. When the scheduled task runs, it reads the flags and may decide
-    // not to close the network.
+    // closing stays scheduled when the screen goes on. The scheduled task does not check whether the screen is on.
     const auto handler = std::make_shared<EventHandler>(runner);
     StoreHandler(&DecisionCenter::screenOnHandler_, handler);
     handler->RemoveTask(CLOSE_NET_SHARE_TASK);
@@ -117,8 +116,8 @@ void DecisionCenter::ScheduleClosing(const std::shared_ptr<EventRunner>& runner)
     closeDelay_ = delay;
     const auto handler = std::make_shared<EventHandler>(runner);
     StoreHandler(&DecisionCenter::screenOffHandler_, handler);
-    // The task has a weak pointer, because it may still be queued when this object is destroyed. The task reads the
-    // flags when it runs.
+    // The task has a weak pointer, because it may still be queued when this object is destroyed. The task reads
+    // isUseNetwork_ and isProvideNetwork_ when it runs.
     auto closing = [weak = weak_from_this()] {
         if (const std::shared_ptr<DecisionCenter> center = weak.lock(); center != nullptr) {
             center->CloseNetShare(center->isUseNetwork_, center->isProvideNetwork_);

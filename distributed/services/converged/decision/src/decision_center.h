@@ -58,7 +58,6 @@ private:
 
     const std::string moduleName_{"network_connectivity_ext"};
 
-    // These members are atomic because several threads read and write them.
     std::atomic<bool> isInitialized_{false};
     std::atomic<bool> isWifiConnected_{false};
     std::atomic<bool> isScreenOn_{false};
