@@ -1,4 +1,4 @@
-// The part of Online that runs attempts and `distnetctl down`. online_upkeep.cpp has the work that no request starts.
+// The part of Online that runs attempts and `distnetctl down`. online_upkeep.cpp has the other part.
 #include "host/online/online.h"
 
 #include <algorithm>
@@ -355,14 +355,14 @@ void OnlineService::StartDown()
 void OnlineService::RunDown()
 {
     const DownAnswer done = LeaveNetwork();
+    if (done.result == DownResult::DONE && !done.undoneChanges.networkId.empty()) {
+        WriteOnlineEnd(done.undoneChanges.networkId, OnlineEnding::DOWN);
+    }
     MutexLock lock(mutex_);
     job_ = Job::NONE;
     const auto answers = std::exchange(downAnswers_, {});
     changed_.NotifyAll();
     lock.Unlock();
-    if (done.result == DownResult::DONE && !done.undoneChanges.networkId.empty()) {
-        WriteOnlineEnd(done.undoneChanges.networkId, OnlineEnding::DOWN);
-    }
     for (const auto& answer : answers) {
         answer(HOST_OK, done);
     }
