@@ -3,7 +3,8 @@
 // AccountLink watches the identity folder. It starts the abilities as soon as the folder contains a complete enrolment,
 // and passes later changes of the folder to the soft bus. This work runs on a strand (one task at a time) of the shared
 // pool. Nothing runs while the folder does not change. Call Start, Watch and Stop once each, in this order. Any thread
-// may call the other functions, but the callbacks must not call them. Read account_operations.h next.
+// may call the other functions. A callback must not call Refresh, Leave or Stop, because they would wait for this
+// callback. Read account_operations.h next.
 #pragma once
 
 #include <chrono>
@@ -30,7 +31,7 @@
 
 namespace Vexo::Host {
 
-// This device's identity as other devices see it. The values change when the identity folder changes.
+// A copy of this device's account data. Later changes of the identity folder do not update the copy.
 struct LinkFacts {
     std::string networkId;
     std::string accountName;                              // empty before enrolment
@@ -87,8 +88,8 @@ public:
     void Refresh() EXCLUDES(mutex_);
     // Does the work of Refresh later on the strand, and returns at once.
     void RefreshSoon() EXCLUDES(mutex_);
-    // Deletes this device's account and key, stops the abilities, and creates a new key. Blocks for as long as Stop
-    // does.
+    // Deletes this device's account and key, stops the abilities, and creates a new key. Blocks on the disk and for as
+    // long as SoftBusServer::Stop does.
     [[nodiscard]] Result<void> Leave() EXCLUDES(mutex_);
     // Waits until the function that strand_ runs now has returned, or until the deadline. Then stops the abilities, and
     // blocks for as long as SoftBusServer::Stop does.

@@ -141,7 +141,7 @@ Result<std::string> AccountOperations::Admit(const std::string& requestPem, cons
     return answer;
 }
 
-// Copies the invitation's current status, which may be newer than the change that caused this call.
+// Updates the answer from the invitation's current status, which may be newer than the change that caused this call.
 void AccountOperations::OnInvitationChanged(uint32_t number)
 {
     // The variable is declared before the lock, so that the invitation is destroyed after the lock is released.

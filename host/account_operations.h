@@ -1,8 +1,8 @@
 // AccountOperations: the operations on this device's account that local programs request (ability 1164, requests 10 to
 // 22): invite a device, join by a ticket, list, rename and remove members, leave, renew, and transfer the account's
 // key. At most one invitation and one join exist at a time. Each belongs to the process that began it, and is cancelled
-// when that process ends. The caller checks the rights (account_requests.h). Any thread may call, and several calls may
-// run at once.
+// when that process ends; but an invitation that has admitted a device stays open until its ticket expires. The caller
+// checks the rights (account_requests.h). Any thread may call, and several calls may run at once.
 // - WaitForInvitation and WaitForJoin do not block.
 // - CancelJoin, OnProcessGone and Stop block on the disk and until the join has ended.
 // - Leave blocks on the disk and for as long as SoftBusServer::Stop does.
@@ -61,7 +61,8 @@ public:
     void Transfer(const std::string& networkId, IDistNetHost::Answer<ChangeAnswer> answer);
     ChangeAnswer Renew();
 
-    // Call when the last connection of the given process has closed. Cancels the process's invitation and join.
+    // Call when the last connection of the given process has closed. Cancels the process's join, and cancels its
+    // invitation unless the invitation has admitted a device.
     void OnProcessGone(pid_t process);
     // Cancels the invitation and the join. Call before the AccountLink stops.
     void Stop();

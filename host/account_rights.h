@@ -25,10 +25,10 @@ public:
     // bus: the machine's system bus; null on a simulated device.
     static std::shared_ptr<AccountRights> Make(std::shared_ptr<Linux::Bus> bus);
 
-    // Checks the rights of the caller that IPCSkeleton names, and calls the function done once with the result. If
-    // polkit is not asked, done runs on this thread before Check returns. If polkit is asked, done runs on a thread of
-    // the pool after the person has answered or HOST_PERMISSION_LIMIT has passed; on that thread IPCSkeleton names the
-    // same caller. A user for whom polkit is already being asked is refused.
+    // Checks the rights of the caller that IPCSkeleton names, and calls the callback `done` once with the result. If
+    // polkit is not asked, the callback runs on this thread before Check returns. If polkit is asked, the callback runs
+    // on a thread of the pool after the person has answered or HOST_PERMISSION_LIMIT has passed; on that thread
+    // IPCSkeleton names the same caller. A user for whom polkit is already being asked is refused.
     void Check(const std::function<void(bool isGranted)>& done);
 
 private:

@@ -54,8 +54,8 @@ struct Configuration {
     uint32_t eventsFiles = 4;  // "events.files": number of files, including the current one
 };
 
-// The result of reading a configuration file. Use the member configuration only if faults is empty. Each fault is one
-// message, such as "distnetd.json: softbus.port: 70000 is out of range (0 to 65535; …)".
+// The result of reading a configuration file. The member `configuration` is valid only if there are no faults. Each
+// fault is one message, such as "distnetd.json: softbus.port: 70000 is out of range (0 to 65535; …)".
 struct ConfigurationResult {
     Configuration configuration;
     std::vector<std::string> faults;

@@ -99,7 +99,7 @@ JsonKind<fs::path> PathKind(const fs::path& folder, const std::string& allowed =
 
 using Rows = std::vector<JsonKeyOf<Configuration>>;
 
-// Returns the configuration keys that set how local programs and other devices reach this device.
+// Returns the configuration keys that describe this device, and set how local programs and other devices reach it.
 Rows ReachRows(const fs::path& folder)
 {
     using C = Configuration;
@@ -136,7 +136,7 @@ Rows ReachRows(const fs::path& folder)
     };
 }
 
-// Returns the configuration keys for this device's parts and for the files that the daemon writes.
+// Returns the configuration keys for the radios, the buses, the hotspot, the service library, and the logs and events.
 Rows DeviceRows(const fs::path& folder)
 {
     using C = Configuration;

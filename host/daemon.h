@@ -35,8 +35,8 @@ inline constexpr std::chrono::milliseconds DRAIN_LIMIT{1500};
 
 class Daemon : public NoCopyable {
 public:
-    // Receives one line, without a newline, for the person who starts the daemon or enrols the device. Runs on the
-    // thread of Start, and on a thread of the pool if the device is enrolled later.
+    // Receives one line, without a newline, for a person. Runs on the thread of Start, and later on a thread of the
+    // pool when the device joins an account, leaves an account or is removed from one.
     using Say = std::function<void(const std::string& line)>;
 
     // Starts everything. Blocks on the disk and, at a device's first start, on key generation. On failure the error
@@ -45,8 +45,8 @@ public:
     [[nodiscard]] static Result<std::unique_ptr<Daemon>> Start(const Configuration& configuration, const Say& say);
 
     // Stops accepting work: removes the socket, loads no ability, closes sessions, and makes session opens and radio
-    // queries fail. Returns when the running requests have ended, or DRAIN_LIMIT after the call. The caller must then
-    // end the process.
+    // queries fail. Waits for the running requests, except those of ability 1164, at most DRAIN_LIMIT. The caller must
+    // then end the process.
     void Drain();
 
 private:

@@ -21,7 +21,7 @@ inline constexpr size_t OWN_DESCRIPTORS = 512 + LINK_DESCRIPTORS;
 size_t RaiseDescriptorLimit();
 
 // Returns how many local connections are allowed in total with this descriptor limit, and how many of them are reserved
-// for root.
+// for root and the daemon's own user.
 Ipc::ShareLimits SharesWithin(size_t descriptorLimit);
 
 }  // namespace Vexo::Host

@@ -31,7 +31,7 @@ struct PlatformChoice {
 };
 
 // Returns the configured platform without checking that the platform works. If no platform is configured: returns linux
-// if NetworkManager answers on the bus, and simulated if not. Blocks until NetworkManager answers, at most 5 s.
+// if NetworkManager answers on the bus, and simulated if not; blocks for this answer, at most 10 s.
 PlatformChoice ChoosePlatform(const Configuration& configuration);
 
 class Device : public NoCopyable {
@@ -47,8 +47,8 @@ public:
     // Returns one line for each ability, for the person who starts the daemon: what provides the ability, or why it is
     // missing.
     virtual std::vector<std::string> Lines() const = 0;
-    // Returns the checks of radios, modems and events for `distnetctl doctor`, with advice on what is missing. The list
-    // is empty for a simulated device. Any thread may call it.
+    // Returns the checks of radios, modem, events, Avahi and Bluetooth for `distnetctl doctor`, with advice on what is
+    // missing. The list is empty for a simulated device. Blocks until D-Bus answers. Any thread may call it.
     virtual std::vector<QuviewDFX::HealthCheck> Checks() const = 0;
     // Returns whether this device's Wi-Fi can join a network now. Any thread may call it; it does not block.
     virtual RadioState Radio() const = 0;

@@ -202,7 +202,7 @@ void DistNetHost::ScanDevices(Answer<DeviceList> answer)
         answer(result, devices);
     };
     if (softBus) {
-        // The thread of the soft bus must not block, but writing an answer may block. So the pool writes the answer.
+        // The thread of the soft bus must not block, but answerNow blocks for up to FACTS_LIMIT. So the pool runs it.
         softBus->Scan([answerNow] { Tasks::ElasticPool::Shared().Post(answerNow); });
     } else {
         answerNow();

@@ -1,6 +1,7 @@
 // DistNetHost: answers requests about the daemon itself (ability 1164). For each request it queries the registry and
-// the platform. It never loads the service. Several IPC workers may call it at once. WaitForWifi, GetEvents and
-// ScanDevices do not block. GetChecks blocks on the disk and the radio. The other functions block for at most 200 ms.
+// the platform. It never loads the service. Several IPC workers may call it at once. WaitForWifi and ScanDevices do not
+// block. GetEvents blocks on the disk. GetChecks blocks on the disk, the radio and the machine's daemons. The other
+// functions block for at most 200 ms.
 #pragma once
 
 #include <chrono>
@@ -37,7 +38,7 @@ struct HostFacts {
     sptr<SystemAbilityManager> abilities;
     std::function<LinkFacts()> link;  // its result changes when the device is enrolled while the daemon runs
     std::function<Ipc::IpcServerCounts()> ipcCounts;
-    // Returns the checks of the device's radios and daemons (Device::Checks). The function may be empty.
+    // Returns the results of Device::Checks, NetworkUse::CheckUplink and RemovalEffects::Check. May be null.
     std::function<std::vector<QuviewDFX::HealthCheck>()> deviceChecks;
     std::function<RadioState()> radio;  // called only while a Wi-Fi ability is registered
     std::shared_ptr<QuviewDFX::EventFile> events;

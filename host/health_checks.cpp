@@ -83,7 +83,7 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     checks.insert(checks.end(), more.begin(), more.end());
 }
 
-// Checks the access policy and adds the check. Returns the policy, or no value if the file cannot be used.
+// Appends the check of the access policy to the list. Returns the policy, or no value if the file cannot be used.
 std::optional<Security::AccessPolicy> CheckPolicy(const std::filesystem::path& file, std::vector<HealthCheck>& checks)
 {
     if (file.empty()) {

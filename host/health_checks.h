@@ -1,7 +1,7 @@
-// The daemon's health checks for `distnetctl doctor`, among others: identity, account, clock, policy, daemon, socket,
-// peers, radio and hotspot. On a Linux machine, two more checks follow: modem and events. The checks read files and the
-// registry anew each time. They change nothing and never load the service's library. Any thread may run them. They
-// block on the disk and on the radio, for up to 10 s if the radio does not answer.
+// The daemon's health checks for `distnetctl doctor`: identity, account, clock, backup, policy, daemon, socket and
+// peers. A simulated device also has the checks radio and hotspot. The caller makes the others (HealthFacts::device).
+// The checks read files and the registry anew each time. They change nothing and never load the service's library. Any
+// thread may run them. They block on the disk and on the simulated radio, for up to 10 s if that radio does not answer.
 #pragma once
 
 #include <sys/types.h>
@@ -33,7 +33,7 @@ struct HealthFacts {
     size_t abilities = 0;  // number of abilities that are registered now
     ServiceLife service = ServiceLife::NOT_LOADED;
     std::filesystem::path serviceLibrary;
-    // The result of Device::Checks. Empty for a simulated device, because the checks read its state file instead.
+    // The checks that the caller has already made (HostFacts::deviceChecks). CheckHealth appends them to its result.
     std::vector<QuviewDFX::HealthCheck> device;
     WallTime now = Clock::System().WallNow();
 };

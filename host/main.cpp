@@ -100,7 +100,7 @@ int ParseArguments(int count, char** arguments, Options& options)
         daemon.Drain();
         _exit(EXIT_DONE);
     }).detach();
-    // Drain returns after DRAIN_LIMIT at the latest. This wait is longer, so that it also covers a Drain that hangs.
+    // The thread normally ends the process within DRAIN_LIMIT. If Drain hangs, this wait ends 200 ms after DRAIN_LIMIT.
     const int second = signals.WaitFor(Vexo::Host::DRAIN_LIMIT + std::chrono::milliseconds(200));
     _exit(second != 0 ? EXIT_CUT_SHORT + second : EXIT_DONE);
 }

@@ -1,6 +1,7 @@
 // RemovalEffects: changes the key of this device's hotspot after a device was removed from the account, because the
 // removed device knows the key. removals.json in the state folder records which removals are handled, so that a restart
-// does not lose a removal. Only one thread may use it at a time. Apply blocks on the disk and on the radio's daemon.
+// does not lose a removal. Only one thread at a time may call Apply. Any thread may call Check. Both block on the disk;
+// Apply also blocks on the radio's daemon.
 #pragma once
 
 #include <chrono>

@@ -40,8 +40,8 @@ public:
     ServiceAnswer StartDistributedNetwork(const std::string& networkId);
 
     // Releases the service for a process that has ended, if the service still counts that process. Call it after the
-    // process's requests have ended, on a thread that acts for the process. Blocks for as long as a request; never
-    // loads the service.
+    // process's requests have ended, on a thread that acts for the process. Blocks for as long as the service takes to
+    // handle the release. Never loads the service.
     void ReleaseForGoneProcess();
 
 private:

@@ -331,8 +331,8 @@ bool Attempt::JoinAndCheck(Trial& trial)
     return true;
 }
 
-// Waits for the owners of several devices. Begins one more HOTSPOT step for each device, and repeats the request to the
-// device until its owner has decided or OWNER_RETRIES requests were sent.
+// Waits for the decisions of the devices' owners. Begins one more HOTSPOT step for each device, and repeats the request
+// to the device until its owner has decided or OWNER_RETRIES requests were sent.
 bool Attempt::WaitForOwners(const std::vector<Trial>& asked)
 {
     struct Waiting {

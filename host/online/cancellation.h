@@ -20,10 +20,10 @@ public:
     // Blocks until the given time or until Cancel is called, and returns IsCancelled().
     bool WaitUntil(SteadyTime time) EXCLUDES(mutex_);
 
-    // While a Waker exists, Cancel() calls the Waker's function wake. If the flag is already set, the constructor calls
-    // wake. The function wake runs while the mutex of the Cancellation is locked. So wake must not block, and must not
-    // use the Cancellation or its Wakers. After the destructor has returned, wake is not running and is not called
-    // again.
+    // While a Waker exists, Cancel() calls the Waker's callback `wake`. If the flag is already set, the constructor
+    // calls the callback. The callback runs while the mutex of the Cancellation is locked. So the callback must not
+    // block, and must not use the Cancellation or its Wakers. After the destructor has returned, the callback is not
+    // running and is not called again.
     class Waker : public NoCopyable {
     public:
         Waker(Cancellation* cancellation, std::function<void()> wake);  // if cancellation is null, does nothing

@@ -8,7 +8,7 @@
 namespace Vexo::Host {
 namespace {
 
-// What the DeviceFacts of a device predict about an attempt at this device. A device without DeviceFacts counts as
+// What the DeviceFacts of a device predict about an attempt at that device. A device without DeviceFacts counts as
 // GOOD.
 enum class Prospect : uint8_t { GOOD, ASKS_OWNER, BAD };
 

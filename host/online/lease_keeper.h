@@ -25,7 +25,8 @@ public:
     static std::shared_ptr<LeaseKeeper> Start(const OnlineOptions& options, DeviceInUse device,
                                               std::function<void()> lost);
 
-    // Returns true if the other device granted or renewed the lease within the last LEASE_LIFE.
+    // Returns true if the other device granted or renewed the lease within the last LEASE_LIFE and has not refused it
+    // since. Returns false after Stop and after the loss of the network.
     bool IsHeld() const EXCLUDES(mutex_);
     // Checks whether this device is still on the network. Does not block; may call the callback `lost` on this thread.
     void Check() EXCLUDES(mutex_);

@@ -80,6 +80,7 @@ public:
     // ONLINE_UNDO_LIMIT.
     virtual void Down(IDistNetHost::Answer<DownAnswer> answer) = 0;
     virtual OnlineStatus Status() = 0;
+    // SetAuto and SetPreferred block on the disk.
     virtual OnlineChange SetAuto(bool isOn) = 0;
     virtual OnlineChange SetPreferred(const std::vector<std::string>& networkIds) = 0;
     // Asks all reachable devices for their DeviceFacts at the same time. Blocks until all devices have answered or the
@@ -95,7 +96,7 @@ public:
     virtual void Forget() = 0;
     // Cancels the attempt, notifies the device whose network is in use (within 0.5 s), and stops all timers. Does not
     // leave the network. Blocks for at most 1 s. An attempt that waits for the service ends later on its own thread,
-    // and calls nothing else. Idempotent.
+    // and begins no further step. Idempotent.
     virtual void Stop() = 0;
 };
 

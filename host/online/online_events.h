@@ -10,7 +10,8 @@ namespace Vexo::Host {
 enum class OnlineEnding : uint8_t { DOWN, LOST, CANCELLED };
 
 void WriteOnlineSuccess(const std::string& networkId);
-// Reports a failed attempt. networkId: the device that failed; empty if this device caused the failure.
+// Reports a failure at one device, also if the attempt then succeeded at another device. networkId: the device that
+// failed; empty if this device caused the failure.
 void WriteOnlineFail(const std::string& networkId, OnlineStepKind step, OnlineFaultCode code);
 void WriteOnlineEnd(const std::string& networkId, OnlineEnding ending);
 

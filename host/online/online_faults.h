@@ -34,7 +34,7 @@ struct FaultDevice {
 OnlineFault MakeFault(OnlineFaultCode code, const std::string& why = "");
 OnlineFault MakeFault(OnlineFaultCode code, const FaultDevice& device, const std::string& why = "");
 
-// Returns the code in capitals, as in the REASON of NET_ONLINE_FAIL.
+// Returns the code in capitals, as in the REASON of the system event NET_ONLINE_FAIL.
 std::string EventWord(OnlineFaultCode code);
 
 // Returns the fault for a device that did not answer over any transport.

@@ -196,7 +196,7 @@ void OnlineService::Stop()
         (void)Release(options_, *device, STOP_LIMIT, nullptr);
     }
     lock.Lock();
-    // An attempt that waits for the service cannot be interrupted. Its thread ends later and calls nothing else.
+    // An attempt that waits for the service cannot be interrupted. It ends later and begins no further step.
     (void)changed_.WaitFor(mutex_, STOP_LIMIT, [this]() REQUIRES(mutex_) { return job_ == Job::NONE; });
 }
 

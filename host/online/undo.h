@@ -33,7 +33,7 @@ struct Undone {
 };
 
 // Reverts the attempt at the device, or the use of its network. stop: a Cancellation that is cancelled when the daemon
-// ends, or null. After stop is cancelled, the function begins no further step.
+// ends, or null. After this cancellation, the function begins no further step.
 Undone Undo(const OnlineOptions& options, const DeviceInUse& device, Cancellation* stop);
 // Notifies the other device that this device no longer uses the other device's network. Returns the other device's
 // answer, or no value if no answer arrived within the time limit.

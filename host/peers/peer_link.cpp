@@ -63,7 +63,7 @@ private:
         std::optional<PeerAnswer> answer{};
     };
 
-    // Sends the request once. Sets mayRetry to true if the failure came from a session that was already dead.
+    // Sends the request once. Sets mayRetry to true if the failure is the loss of a session that was open before.
     Result<PeerAnswer> AskOnce(const std::string& networkId, const PeerRequest& request, const Limit& limit,
                                bool& mayRetry) EXCLUDES(mutex_);
     Result<PeerAnswer> Exchange(const SessionPtr& session, const PeerRequest& request, const Limit& limit)

@@ -37,8 +37,8 @@ void PeerRequests::Answer(const std::string& networkId, int sessionId, const Num
     const auto serve = [self = shared_from_this(), sessionId, networkId, request] {
         (void)SendMessage(sessionId, Encode(NumberedAnswer{request.number, self->serve_(networkId, request.request)}));
     };
-    // The pointer is weak: an idle thread of the pool keeps this function object, and would keep the PeerRequests alive
-    // with it.
+    // An idle thread of the pool keeps this function object. With a shared pointer, the function object would keep the
+    // PeerRequests alive.
     const auto served = [weak = weak_from_this(), networkId] {
         if (const auto self = weak.lock()) {
             self->OnServed(networkId);

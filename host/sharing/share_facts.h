@@ -8,8 +8,8 @@
 
 namespace Vexo::Host {
 
-// refusal: the owner's decision about the asking device. The members networkId and at stay empty, because the receiver
-// fills them in.
+// refusal: the result of SharePolicy::Check for the asking device. The members networkId and at stay empty, because the
+// receiver fills them in.
 DeviceFacts MakeFacts(const Network::Uplink& uplink, const Network::Battery& battery, SharingObstacle obstacle,
                       SoftBus::PeerRefusal refusal);
 

@@ -1,8 +1,8 @@
 // Sharing: lets other devices of the account use this device's network through its hotspot. It decides which devices
 // may do so (share_policy.h), keeps the leases of these devices (share_leases.h), and counts the bytes (share_usage.h).
-// It closes a hotspot that the daemon opened when no device uses the hotspot any more, when the battery is below the
-// level that the owner has set, or when the monthly data limit is used up. While a hotspot is on, Sharing reads its
-// state every SHARE_UPDATE_INTERVAL. Without a hotspot, Sharing has no timer. Any thread may use it.
+// If the daemon opened the hotspot, Sharing closes it in each of these cases: no device uses the hotspot any more, the
+// battery is below the level that the owner has set, or the monthly data limit is used up. While a hotspot is on,
+// Sharing reads its state every SHARE_UPDATE_INTERVAL. Without a hotspot, Sharing has no timer. Any thread may use it.
 #pragma once
 
 #include <chrono>
