@@ -96,8 +96,9 @@ bool AccountRights::AskPolkit(pid_t pid, uid_t uid)
 {
     using Details = std::map<std::string, std::string>;
     // The start time prevents a later process with the same id from using this authorization.
+    const uint64_t startTime = StartTimeOf(pid);
     const Linux::PropertyMap process{{"pid", sdbus::Variant(static_cast<uint32_t>(pid))},
-                                     {"start-time", sdbus::Variant(StartTimeOf(pid))},
+                                     {"start-time", sdbus::Variant(startTime)},
                                      {"uid", sdbus::Variant(static_cast<int32_t>(uid))}};
     const sdbus::Struct<std::string, Linux::PropertyMap> subject{"unix-process", process};
     const auto answer = bus_->Call<sdbus::Struct<bool, bool, Details>>(
@@ -109,8 +110,14 @@ bool AccountRights::AskPolkit(pid_t pid, uid_t uid)
     }
     if (!std::get<0>(answer.value())) {
         LogRefusal(pid, uid, "polkit does not permit it");
+        return false;
     }
-    return std::get<0>(answer.value());
+    // The daemon has cleaned up after an ended program already, so nobody would end what the program starts now.
+    if (startTime == 0 || StartTimeOf(pid) != startTime) {
+        LogRefusal(pid, uid, "the program ended while polkit was asked");
+        return false;
+    }
+    return true;
 }
 
 void AccountRights::LogRefusal(pid_t pid, uid_t uid, const std::string& why)

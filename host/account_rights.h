@@ -28,7 +28,8 @@ public:
     // Checks the rights of the caller that IPCSkeleton names, and calls the callback `done` once with the result. If
     // polkit is not asked, the callback runs on this thread before Check returns. If polkit is asked, the callback runs
     // on a thread of the pool after the person has answered or HOST_PERMISSION_LIMIT has passed; on that thread
-    // IPCSkeleton names the same caller. A user for whom polkit is already being asked is refused.
+    // IPCSkeleton names the same caller. A user for whom polkit is already being asked is refused, and so is a process
+    // that has ended when the person answers.
     void Check(const std::function<void(bool isGranted)>& done);
 
 private:

@@ -3,8 +3,10 @@
 #include "host/account_rights.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <future>
 
 #include "platform/access/policy.h"
@@ -17,9 +19,9 @@ namespace {
 constexpr uid_t OTHER_USER = 65534;
 constexpr const char* POLKIT = "org.freedesktop.PolicyKit1";
 
-CallerIdentity CallerOf(uid_t user)
+CallerIdentity CallerOf(uid_t user, pid_t pid = getpid())
 {
-    return Security::IdentifyCaller({getpid(), user, user, {}});
+    return Security::IdentifyCaller({pid, user, user, {}});
 }
 
 std::future<bool> Ask(AccountRights& rights, const CallerIdentity& caller)
@@ -68,8 +70,19 @@ TEST(AccountRightsTest, MachineAsksPolkitAboutOthersWithoutBlockingCaller)
     EXPECT_EQ(awaited.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     EXPECT_TRUE(EndToEnd::Eventually(
         [&] { return machine.Bus().Call<bool>(mock, "HaveHangingCalls", Linux::BUS_CALL_LIMIT).value_or(false); }));
-    ASSERT_TRUE(machine.Bus().Call(mock, "ReleaseHangingCalls", Linux::BUS_CALL_LIMIT));
+    const pid_t program = ::fork();
+    if (program == 0) {
+        ::pause();
+    }
+    std::future<bool> ofProgram = Ask(*rights, CallerOf(OTHER_USER - 1, program));
+    ::kill(program, SIGKILL);
+    ::waitpid(program, nullptr, 0);
+    EXPECT_TRUE(EndToEnd::Eventually([&] {
+        (void)machine.Bus().Call(mock, "ReleaseHangingCalls", Linux::BUS_CALL_LIMIT);
+        return ofProgram.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    }));
     EXPECT_TRUE(awaited.get());
+    EXPECT_FALSE(ofProgram.get()) << "the program ended before the answer";
 }
 
 TEST(AccountRightsTest, StartTimeIsReadFromProcess)
