@@ -1,4 +1,4 @@
-// The ids under which this device registers and looks up its abilities. No other file contains such ids.
+// The ids of this device's abilities (service objects). No other file contains such ids.
 #pragma once
 
 #include <cstdint>
@@ -16,8 +16,8 @@ inline constexpr int32_t SOFTBUS_SERVER_SA_ID = 4700;
 inline constexpr int32_t DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID = 4802;
 inline constexpr int32_t COLL_FWK_SA_ID = 70635;
 
-// Returns the ability's name for people, such as "Wi-Fi hotspot" for 1121. Returns "ability" for an id that is not in
-// the table.
+// Returns the ability's name for people, such as "Wi-Fi hotspot" for 1121. Returns "ability" for an id that is not
+// listed above.
 const char* AbilityName(int32_t systemAbilityId);
 
 }  // namespace Vexo

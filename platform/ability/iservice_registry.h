@@ -38,11 +38,12 @@ public:
     // running.
     virtual int32_t UnSubscribeSystemAbility(int32_t systemAbilityId,
                                              const sptr<ISystemAbilityStatusChange>& listener) = 0;
-    // Starts an on-demand ability on a platform thread. Blocks until the ability runs (returns ERR_OK), or until its
-    // start has failed or has taken 5 s (returns ERR_NOT_STARTED).
+    // Starts an on-demand ability on a platform thread. Blocks until the ability runs (returns ERR_OK), its start has
+    // failed, or the load limit (default 5 s) has passed since the call (both return ERR_NOT_STARTED).
     virtual int32_t LoadSystemAbility(int32_t systemAbilityId) = 0;
     // Returns at once. The ability stops when its running requests have ended. A request that arrives before the stop
-    // waits until the ability has stopped, and then starts it again.
+    // waits until the ability has stopped, and then starts it again. An ability that is still starting stops after its
+    // start, unless a caller waits for the ability.
     virtual int32_t UnloadSystemAbility(int32_t systemAbilityId) = 0;
     // Notifies the listeners again that the ability was added. Call it when the state of a registered ability has
     // changed. Returns ERR_NOT_FOUND if the ability is not registered.

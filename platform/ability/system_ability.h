@@ -1,6 +1,6 @@
-// SystemAbility: base class of an ability that the host starts and stops. The host calls OnStart and OnStop one at a
-// time, never on an IPC worker. OnStart publishes the ability's remote object. Registration and look-up:
-// platform/ability/system_ability_manager.h.
+// SystemAbility: base class of an ability (service object) that the host starts and stops. The host calls OnStart and
+// OnStop one at a time, never on an IPC worker. OnStart publishes the ability's remote object. Registration and
+// look-up: platform/ability/system_ability_manager.h.
 #pragma once
 
 #include <atomic>

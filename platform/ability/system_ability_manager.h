@@ -44,7 +44,8 @@ public:
     // Returns true if an on-demand ability runs and is neither starting nor stopping.
     bool IsLoaded(int32_t systemAbilityId) const;
     std::vector<int32_t> ListSystemAbilities() const;  // the ids that are registered now, ascending
-    // From now on no on-demand ability is loaded. A request that waits until an ability has stopped fails at once.
+    // After this call, no on-demand ability is started. A start that has begun continues. A request that waits because
+    // its ability is stopping fails at once.
     void StopLoading();
 
     sptr<IRemoteObject> GetSystemAbility(int32_t systemAbilityId) override;

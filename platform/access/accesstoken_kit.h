@@ -20,7 +20,8 @@ enum PermissionState : int32_t { PERMISSION_DENIED = -1, PERMISSION_GRANTED = 0 
 
 enum AccessTokenResult : int32_t { ACCESS_TOKEN_OK = 0, ACCESS_TOKEN_UNKNOWN = 1, ACCESS_TOKEN_NOT_APPLICATION = 2 };
 
-// The permission to change this device's connectivity. Callers of the service and of the daemon need this permission.
+// The permission to change this device's connectivity. An application needs this permission to call the service
+// (ability 1163) or the daemon (ability 1164). A native caller does not need the permission.
 inline constexpr const char* CONNECTIVITY_INTERNAL_PERMISSION = "vexo.permission.CONNECTIVITY_INTERNAL";
 
 struct HapTokenInfo {

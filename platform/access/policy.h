@@ -5,7 +5,7 @@
 //                 "permissions": ["vexo.permission.CONNECTIVITY_INTERNAL"]}]}
 // Keys of an entry:
 //   "user" or "group"   exactly one of them, a name or a number
-//   "token_type"        "application", "native" or "shell"
+//   "token_type"        "application", "native" (has every permission) or "shell" (has no permission)
 //   "privilege_level"   1 to 3; default 1
 //   "system_app"        default false
 //   "permissions"       default none

@@ -1,6 +1,7 @@
-// TokenTable: the access tokens that this process has issued. A token is issued when a user first matches a policy
-// entry. From then on, the token stands for that user and that entry. A new policy makes every token unknown, except
-// the token of this process. Thread-safe. policy.cpp fills the table; accesstoken_kit.cpp reads it.
+// TokenTable: the access tokens that this process has issued. A token stands for one user and for the policy entry that
+// the user matches, or for no entry. Identify issues a token for each new pair of user and entry. A new policy makes
+// every token unknown, except the token of this process. Thread-safe. policy.cpp fills the table; accesstoken_kit.cpp
+// reads it.
 #pragma once
 
 #include <sys/types.h>

@@ -81,10 +81,11 @@ class CollaborationAbility {
 public:
     static CollaborationAbility& GetInstance();
 
-    // Starts the ability that target describes, on the peer. Blocks for at most 5 s, or 10 s if the peer may have to be
-    // found over Bluetooth first. Returns COLLABORATION_NULL_TARGET if target is null. A second start on the same peer
-    // uses the session of the first start. A session is closed 30 s after its last use. Must not be called from a
-    // callback of the framework.
+    // Starts an ability on the peer. target: the peer and that ability. systemAbilityId: the ability of this device
+    // that uses the collaboration. Blocks for at most 5 s, or 10 s if the peer may have to be found over Bluetooth
+    // first. Returns COLLABORATION_NULL_TARGET if target is null. A second start on the same peer uses the session of
+    // the first start. A session is closed 30 s after its last use. Must not be called from a callback of the soft bus,
+    // because such a callback delivers the peer's answer.
     StartResult StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target);
     // Ends the collaboration on both sides. Does not wait for the peer. Data that has already arrived is still
     // delivered to a registered callback.

@@ -152,8 +152,8 @@ StartResult CollaborationServer::StartCollaboration(int32_t systemAbilityId, con
         if (code == COLLABORATION_OK) {
             return {COLLABORATION_OK, session->id};
         }
-        // A reused session may be broken, because the peer has restarted or its network is gone. Try again with a new
-        // session.
+        // A reused session may be broken, because the peer has restarted or the session's network is gone. Try again
+        // with a new session.
         if (!reused) {
             break;
         }

@@ -1,8 +1,8 @@
-// CollaborationServer: the collaboration framework of this device. It keeps one soft-bus session to each peer. The
-// session carries requests to start an ability (a service), their answers, and data (collaboration_message.h). The host
+// CollaborationServer: the collaboration framework of this device. It opens at most one soft-bus session to each peer.
+// A session carries requests to start an ability (service), their answers, and data (collaboration_message.h). The host
 // creates the server after the soft bus was registered as ability 4700, and registers the server as ability 70635.
-// Thread-safe. StartCollaboration blocks for at most the startLimit that was passed to Start. The soft bus calls its
-// callbacks on session strands.
+// Thread-safe. StartCollaboration blocks for at most the startLimit that was passed to Start. The soft bus calls
+// OnOpened, OnClosed and OnBytes on a strand of the session.
 #pragma once
 
 #include <chrono>

@@ -13,11 +13,12 @@ class ICollaborationFwkCallback : public IRemoteBroker {
 public:
     DECLARE_INTERFACE_DESCRIPTOR(u"Vexo.CollaborationFwk.ICollaborationFwkCallback")
 
-    // Receives one message that the peer sent with SendCollaborationData. len: at least 1. data is valid only during
-    // the call. Called for one message at a time, in the order in which the peer sent them.
+    // Receives one message that the peer sent with SendCollaborationData. len: at least 1. data: valid only during the
+    // call. Called for one message at a time, in the order in which the peer sent them.
     virtual void OnDataReceived(int sessionId, const char* data, unsigned int len) = 0;
     // Called when the peer has registered a callback, so that data sent from now on reaches that callback. Called at
-    // most once for each registration of this callback. OnDataReceiverReady may run at the same time as OnDataReceived.
+    // most once for each registration of this callback. Not called if this callback has replaced a callback that was
+    // called already. OnDataReceiverReady may run at the same time as OnDataReceived.
     virtual void OnDataReceiverReady(int sessionId) = 0;
 };
 

@@ -1,6 +1,6 @@
-// DeviceManager: returns the trusted devices of this account. It forwards each call to the ability registered as 4802.
-// If no such ability is registered, a call returns DM_UNAVAILABLE or false. All functions only read memory and do not
-// block. Thread-safe.
+// DeviceManager: returns the trusted devices of this account. It forwards each call to the ability (service object)
+// registered as 4802. If no such ability is registered, a call returns DM_UNAVAILABLE or false. No function blocks or
+// does I/O. Thread-safe.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@ inline constexpr int32_t DM_INVALID_PARAM = -2;
 inline constexpr size_t DM_MAX_DEVICE_ID_LEN = 65;  // 64 hex characters and a NUL
 inline constexpr size_t DM_MAX_DEVICE_NAME_LEN = 128;
 
-// How the two devices trust each other.
+// How this device and another device trust each other.
 enum DmAuthForm : int32_t { INVALID_TYPE = -1, PEER_TO_PEER = 0, IDENTICAL_ACCOUNT = 1, ACROSS_ACCOUNT = 2 };
 
 struct DmDeviceInfo {
@@ -62,7 +62,7 @@ public:
     int32_t GetTrustedDeviceList(const std::string& pkgName, const std::string& extra,
                                  std::vector<DmDeviceInfo>& deviceList);
     // Returns true if this device knows the device with this network id. A device is known after the daemon has
-    // verified once that its certificate belongs to the account, even in an earlier run. No I/O.
+    // verified once that the certificate of that device belongs to the account, even in an earlier run. No I/O.
     bool IsSameAccount(const std::string& networkId);
 
 private:

@@ -1,6 +1,6 @@
-// EventHandler: posts events and named tasks to an EventRunner and removes tasks by name. Only the handler that posted
-// a task can remove it. A queued task still runs after its handler is destroyed. Thread-safe. Without a runner,
-// SendEvent returns false and RemoveTask does nothing.
+// EventHandler: posts events to an EventRunner. An event is a named task or a numeric event (inner_event.h). RemoveTask
+// removes tasks by name; only the handler that posted a task can remove it. A queued task still runs after its handler
+// is destroyed. Thread-safe. Without a runner, SendEvent returns false and RemoveTask does nothing.
 #pragma once
 
 #include <cstdint>

@@ -21,7 +21,7 @@ std::string NameOf(const EventQueue::Entry& entry)
 }
 
 // Returns the due time in whole milliseconds, so that events that are due in the same millisecond are ordered by
-// priority. The due time is never before the end of the delay.
+// priority. With a delay, rounds up, so that no event runs early. Without one, rounds down: the event is due at once.
 SteadyTime WholeDueAfter(std::chrono::milliseconds delay)
 {
     using std::chrono::milliseconds;

@@ -12,8 +12,8 @@ namespace Vexo::AppExecFwk {
 std::shared_ptr<EventRunner> EventRunner::Create(const std::string& threadName)
 {
     auto queue = std::make_shared<EventQueue>();
-    // The thread is detached, because an event that runs on it may release the runner last, and a thread cannot join
-    // itself. EventQueue::Stop waits for the thread instead.
+    // The thread is detached: an event that runs on this thread may release the last reference to the runner, and a
+    // thread cannot join itself. EventQueue::Stop waits for the thread instead.
     std::thread([queue, name = threadName.substr(0, 15)] {
         pthread_setname_np(pthread_self(), name.c_str());
         queue->Run();

@@ -107,7 +107,7 @@ int32_t IpcConnection::Receive(int socket, uint32_t abilityId, MessageParcel& re
     IpcHeader header;
     const auto bytes = static_cast<size_t>(size);
     const bool decoded = DecodeHeader(buffer_.get(), bytes, header) == nullptr && header.flags == IPC_FLAG_REPLY;
-    // An error reply has the ability id 0 if the server could not decode the request.
+    // An error reply has the ability id 0 if the server has refused the connection or could not decode the request.
     if (!decoded || (header.abilityId != abilityId && header.abilityId != 0)) {
         Close();
         return IPC_BAD_DATAGRAM;

@@ -1,7 +1,7 @@
 // IpcConnection: a client's connection to a daemon's socket. RemoteProxy: an IRemoteObject that sends requests through
 // a connection to one ability (a service object that is registered under a number). The requests of one connection are
-// sent one at a time; a second caller waits. Every call has a time limit. When this limit passes, the connection is
-// closed, because a late reply could be mistaken for the reply to the next request. Thread-safe.
+// sent one at a time; a second caller waits. Every call has a time limit. If the limit passes after the request was
+// sent, the connection is closed, because a late reply could be mistaken for the reply to the next one. Thread-safe.
 #pragma once
 
 #include <chrono>

@@ -63,7 +63,7 @@ public:
 
 private:
     enum class Growth { DONE, AT_LIMIT, REFUSED };
-    // What a worker must do with a connection that it has served.
+    // What a worker must do with a connection that it has served. PARKED: nothing, the worker no longer owns it.
     enum class AfterServing { ARM, DROP, PARKED };
 
     void Work();
@@ -293,8 +293,8 @@ void Server::AcceptAll()
     ::epoll_ctl(epoll_.Get(), EPOLL_CTL_MOD, listener_.Get(), &event);
 }
 
-// Closes reserve_ for a moment to accept the next client and refuse it. Returns false if no client waits. Before this
-// call the server cannot know, because without a free descriptor accept4(2) fails with EMFILE even if no client waits.
+// Closes reserve_ for a moment to accept the next client and refuse it. Returns false if no client waits. The caller
+// cannot know that: without a free descriptor, accept4(2) fails with EMFILE whether a client waits or not.
 bool Server::RefuseForDescriptors()
 {
     reserve_.Reset();

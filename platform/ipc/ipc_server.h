@@ -34,7 +34,7 @@ using Dispatcher = std::function<int32_t(const IpcHeader& request, MessageParcel
 // Converts the kernel's credentials of a client into an identity. Called once for each connection.
 using Identifier = std::function<CallerIdentity(const PeerCredentials& peer)>;
 
-// Called on a worker when the last connection of a process has closed and the process's last request has ended. The
+// Called on a worker when the last connection of a process has closed and no handler of its requests runs any more. The
 // identity of that process is set on the thread (IPCSkeleton). May block as long as a request may. Must not throw.
 using ProcessGone = std::function<void()>;
 

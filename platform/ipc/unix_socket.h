@@ -20,7 +20,7 @@ namespace Vexo::Ipc {
 // Returns a connected, blocking socket. Blocks while the listener's queue is full. limit: the longest time to block.
 [[nodiscard]] Result<UniqueFd> ConnectTo(const std::string& path, std::chrono::milliseconds limit);
 
-// Set the time limit of a blocking send or receive on the socket. The send or receive then fails with EAGAIN.
+// Set the time limit of a blocking send or receive on the socket. A call that exceeds the limit fails with EAGAIN.
 void SetSendLimit(int socket, std::chrono::microseconds limit);
 void SetReceiveLimit(int socket, std::chrono::microseconds limit);
 

@@ -1,5 +1,5 @@
 // UserShares: limits the number of connections and of running requests of each user. A connection whose request exceeds
-// the limit is queued here until another request of the same user ends. Requests that have just begun have a limit of
+// a limit is queued here until the limits allow the request to begin. Requests that have just begun have a limit of
 // their own, so that one user's many short requests leave processors to other users. Root and the server's own user are
 // not limited, and some connections are reserved for them. Thread-safe. No call blocks.
 #pragma once
@@ -52,7 +52,7 @@ public:
     // timer arms it.
     std::optional<SteadyTime> BeginRequest(const std::shared_ptr<ServerConnection>& connection) EXCLUDES(mutex_);
     // Ends a request of the user. Returns the user's connection that has been queued longest, or null. The caller must
-    // arm the returned connection.
+    // serve or arm the returned connection.
     std::shared_ptr<ServerConnection> EndRequest(uid_t user, SteadyTime began) EXCLUDES(mutex_);
     // Drops all queued connections. Call before the connections are closed.
     void Stop() EXCLUDES(mutex_);

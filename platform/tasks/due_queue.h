@@ -18,7 +18,7 @@
 namespace Vexo::Tasks {
 
 // Returns the sum of now and delay. A delay of more than ten years counts as ten years; a longer one could overflow the
-// sum. The ten years are converted to the unit of the delay, because the opposite conversion could overflow.
+// sum. The delay is compared in its own unit, because a conversion of the delay to nanoseconds could overflow.
 template <typename Delay>
 SteadyTime DueAfter(SteadyTime now, Delay delay)
 {

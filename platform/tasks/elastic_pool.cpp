@@ -227,8 +227,8 @@ private:
         return next;
     }
 
-    // Ends the worker. The worker is removed from threads_ while the lock is held, so that no job is queued for a
-    // worker that is about to end.
+    // Ends the worker. threads_ is decremented here, while the lock is held, so that no job is queued for a worker that
+    // is about to end.
     void Retire(Worker& worker) REQUIRES(mutex_)
     {
         worker.leave = true;

@@ -1,8 +1,8 @@
 // ElasticPool: worker threads for work that may block for minutes. When all threads are busy, the pool starts a further
 // thread. A thread ends after it was idle for 10 s. A pool that has reached its thread limit queues the work and logs
 // one warning. A pool without threads causes no wake-ups of the processor. Strand: runs the work posted to it on a
-// pool, in order and one at a time. Both are used by the task runtime (ffrt.h), for callbacks and for loading
-// abilities (service objects). Any thread may post.
+// pool, in order and one at a time. The task runtime (ffrt.h) uses a pool. Callbacks and the loading of abilities
+// (service objects) use strands. Any thread may post.
 #pragma once
 
 #include <chrono>
@@ -47,7 +47,7 @@ public:
     size_t ThreadCount() const;
     size_t QueuedCount() const;
 
-    // Returns the pool that strands and helpers of the platform share. The pool is never destroyed.
+    // Returns the pool on which strands and timers run their work by default. The pool is never destroyed.
     static ElasticPool& Shared();
 
 private:

@@ -67,7 +67,7 @@ const std::shared_ptr<WaitContext>& CurrentContext()
     return t_context;
 }
 
-// The pool calls this function after the task has ended (the parameter finished of ElasticPool::Post).
+// The pool calls this function after the task has ended: Start passes it to ElasticPool::Post as "finished".
 void Finish(ffrt_function_t* ended)
 {
     const std::unique_ptr<ffrt_function_t> function(ended);

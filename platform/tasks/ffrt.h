@@ -101,12 +101,12 @@ namespace ffrt {
 enum class future_status { ready, timeout };
 class async_state;
 
-// Waits for the end of one call of async. The future may be destroyed before or after the end of that call.
+// Waits until the callable that async runs has ended. The future may be destroyed before or after that.
 class future {
 public:
     explicit future(std::shared_ptr<async_state> state);
-    // Blocks until the call has ended. timeout: the longest time to block. Returns ready if the call has ended, even if
-    // it ended exactly when the timeout ended.
+    // Blocks until the callable has ended. timeout: the longest time to block. Returns ready if the callable has ended,
+    // even if it ended exactly when the timeout ended.
     future_status wait_for(std::chrono::nanoseconds timeout) const;
 
 private:

@@ -11,8 +11,8 @@
 
 class WaitContext;  // counts the tasks for which ffrt_wait waits; see ffrt.cpp
 
-// The data of one submission. One allocation contains all of it, because every request submits tasks and must not spend
-// time on more allocations.
+// The data of one submission, in one object: every request submits tasks, and should not spend time on more allocations
+// than necessary.
 struct ffrt_function_t {
     explicit ffrt_function_t(std::function<void()> function) : callable(std::move(function)) {}
 

@@ -77,7 +77,7 @@ int Destroy(Storage* storage)
     return ffrt_success;
 }
 
-// Calls wait with the condition variable and a lock of the mutex. The caller must have locked the mutex.
+// Calls the function "wait" with the condition variable and a lock of the mutex. The caller must have locked the mutex.
 template <typename Wait>
 int WaitHolding(ffrt_cond_t* cond, ffrt_mutex_t* mutex, Wait wait)
 {

@@ -1,6 +1,6 @@
-// Timers: the only source of delays in the platform. One thread sleeps until the next timer is due and then passes the
-// timer's work to a pool. The thread never wakes up while no timer is armed. A Timer is an object whose destruction
-// cancels it. Any thread may start a timer. A Timer object is used by one thread at a time.
+// Timers: run work after a delay. One thread sleeps until the next timer is due, and then passes the timer's work to a
+// pool or runs short work itself (CallAfter). The thread never wakes up while no timer is armed. Destroying a Timer
+// object cancels the timer. Any thread may start a timer. A Timer object is used by one thread at a time.
 #pragma once
 
 #include <chrono>
