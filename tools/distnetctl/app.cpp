@@ -63,6 +63,7 @@ void AddState(CLI::App* command, Request& request)
 {
     command->add_option("--state", request.options.stateDir, "The device's state folder (state_dir of its daemon)")
         ->check(CheckGiven)
+        ->each([&request](const std::string&) { request.options.hasStateDir = true; })
         ->capture_default_str();
 }
 

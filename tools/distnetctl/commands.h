@@ -21,6 +21,7 @@ struct GlobalOptions {
     double timeoutSeconds = 30;
     bool hasTimeout = false;  // true if the user gave --timeout; if not, attempts to get online have no time limit
     std::filesystem::path stateDir = "/var/lib/distnet";
+    bool hasStateDir = false;  // true if the user gave --state
 
     std::chrono::milliseconds Timeout() const
     {

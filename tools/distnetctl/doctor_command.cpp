@@ -27,16 +27,15 @@ constexpr size_t NAME_WIDTH = 12;
 constexpr size_t TEXT_INDENT = NAME_WIDTH + 2;
 constexpr size_t TEXT_WIDTH = COLUMNS - TEXT_INDENT;
 
-// Returns the state folder to check if the daemon does not answer. If --state names another folder than the default,
-// returns that folder. Otherwise returns the socket's folder if it is a state folder, else the default state folder.
+// Returns the state folder to check if the daemon does not answer: the folder of --state, if given. Otherwise returns
+// the socket's folder if it is a state folder, else the default state folder.
 std::filesystem::path StateFolder(const GlobalOptions& options)
 {
     const std::filesystem::path beside = std::filesystem::path(options.socket).parent_path();
     std::error_code unknown;
-    const bool isNamed = options.stateDir != GlobalOptions().stateDir;
     const bool isBeside =
         std::filesystem::exists(beside / "identity", unknown) || unknown == std::errc::permission_denied;
-    return !isNamed && isBeside ? beside : options.stateDir;
+    return !options.hasStateDir && isBeside ? beside : options.stateDir;
 }
 
 HealthCheck CheckSocketHere(const std::string& path)
