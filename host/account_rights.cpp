@@ -2,14 +2,13 @@
 
 #include <unistd.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <tuple>
 #include <utility>
 
 #include "interfaces/host_answers.h"
 #include "platform/access/accesstoken_kit.h"
+#include "platform/base/process_state.h"
 #include "platform/dfx/log.h"
 #include "platform/ipc/ipc_skeleton.h"
 #include "platform/tasks/elastic_pool.h"
@@ -30,27 +29,6 @@ CallerIdentity Caller()
 }
 
 }  // namespace
-
-uint64_t StartTimeOf(pid_t pid)
-{
-    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-    std::string text;
-    std::getline(file, text, '\0');
-    // The second field is the program's name in parentheses. The name may itself contain spaces and parentheses.
-    const size_t nameEnd = text.rfind(')');
-    if (nameEnd == std::string::npos) {
-        return 0;
-    }
-    std::istringstream fields(text.substr(nameEnd + 1));
-    constexpr int FIELDS_BETWEEN = 19;  // the number of the fields 3 to 21
-    std::string skipped;
-    for (int field = 0; field < FIELDS_BETWEEN; ++field) {
-        fields >> skipped;
-    }
-    uint64_t started = 0;
-    fields >> started;
-    return started;
-}
 
 std::shared_ptr<AccountRights> AccountRights::Make(std::shared_ptr<Linux::Bus> bus)
 {

@@ -43,8 +43,4 @@ private:
     std::set<uid_t> asked_ GUARDED_BY(mutex_);  // users for whom polkit is being asked
 };
 
-// Returns the start time of the process in the kernel's clock ticks (proc(5), stat, field 22), or 0 if the process has
-// ended. polkit identifies a process by its id and this time.
-uint64_t StartTimeOf(pid_t pid);
-
 }  // namespace Vexo::Host

@@ -15,7 +15,8 @@ int RemoveSessionServer(const char* pkgName, const char* sessionName);
 
 // Starts to open a session and returns at once:
 // - a positive session id: OnSessionOpened is then called exactly once, at least 1 ms after OpenSession returns and
-//   within 10 s of the time when the open starts;
+//   within 10 s of the time when the open starts. While the calling thread does not sleep, for example because the
+//   machine is busy, OnSessionOpened comes up to 500 ms later, so that the caller can store the id first;
 // - a negative SoftBusResult: no callback follows.
 // The open starts now if a session server with the name mySessionName exists. Otherwise the open starts when
 // CreateSessionServer creates that session server. If the session server is not created within 10 s, the open is

@@ -432,7 +432,7 @@ int Server::OpenSession(const std::string& mySessionName, const std::string& pee
         table_->Remove(session->Id());
         return SOFTBUS_UNAVAILABLE;
     }
-    session->SetReturnedAt(Clock::System().Now());
+    session->SetReturned();
     return session->Id();
 }
 

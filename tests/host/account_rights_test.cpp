@@ -85,11 +85,5 @@ TEST(AccountRightsTest, MachineAsksPolkitAboutOthersWithoutBlockingCaller)
     EXPECT_FALSE(ofProgram.get()) << "the program ended before the answer";
 }
 
-TEST(AccountRightsTest, StartTimeIsReadFromProcess)
-{
-    EXPECT_GT(StartTimeOf(getpid()), StartTimeOf(1));
-    EXPECT_EQ(StartTimeOf(-1), 0U);
-}
-
 }  // namespace
 }  // namespace Vexo::Host

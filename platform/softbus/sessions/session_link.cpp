@@ -135,8 +135,8 @@ void Sessions::SessionLink::OnOpened(const std::string& payload)
     }
 }
 
-// Stores the result for OnSessionOpened, which is called OPENED_DELAY after OpenSession has returned. Until then the
-// link does not read, so the peer's data stays in the socket.
+// Stores the result for OnSessionOpened, which DeliverResult calls later. Until then the link does not read, so the
+// peer's data stays in the socket.
 void Sessions::SessionLink::ReportResult(int result)
 {
     if (stage_ != Stage::OPENING && stage_ != Stage::REPORTING) {
@@ -162,6 +162,10 @@ void Sessions::SessionLink::DeliverResult()
     const SteadyTime earliest = (returned == SteadyTime::max() ? now : returned) + OPENED_DELAY;
     if (earliest > now) {
         StartTimer(earliest, [](SessionLink& self) { self.DeliverResult(); });
+        return;
+    }
+    if (now < returned + CALLER_LIMIT && session_->IsCallerRunnable()) {
+        StartTimer(now + OPENED_DELAY, [](SessionLink& self) { self.DeliverResult(); });
         return;
     }
     if (result_ == SOFTBUS_OK) {

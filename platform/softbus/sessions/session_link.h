@@ -37,7 +37,7 @@ private:
     enum class Stage {
         WAITS_FOR_SERVER,
         OPENING,
-        REPORTING,  // the result is known; it is reported after OPENED_DELAY
+        REPORTING,  // the result is known; it is reported later (OPENED_DELAY)
         OPEN,
         ENDED,
     };

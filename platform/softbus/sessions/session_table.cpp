@@ -1,9 +1,13 @@
 #include "platform/softbus/sessions/session_table.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <asio/post.hpp>
 #include <limits>
 
+#include "platform/base/clock.h"
+#include "platform/base/process_state.h"
 #include "platform/dfx/trace.h"
 #include "platform/softbus/softbus_log.h"
 
@@ -45,6 +49,17 @@ void Session::SetClosed()
     AnswerCame();
     MutexLock lock(mutex_);
     link_.reset();
+}
+
+void Session::SetReturned()
+{
+    callerThread_ = gettid();
+    returnedAt_ = Clock::System().Now();
+}
+
+bool Session::IsCallerRunnable() const
+{
+    return IsRunnable(callerThread_);
 }
 
 void Session::Post(Tasks::Work work)

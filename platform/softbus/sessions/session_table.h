@@ -3,6 +3,8 @@
 // own lock. No callback runs with a lock held.
 #pragma once
 
+#include <sys/types.h>
+
 #include <asio/io_context.hpp>
 #include <atomic>
 #include <chrono>
@@ -74,10 +76,13 @@ public:
     // SessionTable::Remove, no callback for the close is started either.
     void StopCallbacks() { callbacksStopped_ = true; }
 
+    // Call at the end of OpenSession, on the caller's thread.
+    void SetReturned();
     // Returns the time at which OpenSession returned. Returns time_point::max() while OpenSession still runs.
     // OnSessionOpened must not be called before this time.
     std::chrono::steady_clock::time_point ReturnedAt() const { return returnedAt_.load(); }
-    void SetReturnedAt(std::chrono::steady_clock::time_point when) { returnedAt_ = when; }
+    // Returns whether the thread that called OpenSession is running or waits for a processor.
+    bool IsCallerRunnable() const;
 
     // For traces. AwaitAnswer: the wait for the other side's answer begins. AnswerCame: the wait ends, because the
     // answer has arrived or cannot arrive any more.
@@ -103,6 +108,7 @@ private:
     std::atomic<bool> callbacksStopped_{false};
     std::atomic<bool> awaitsAnswer_{false};
     std::atomic<size_t> undelivered_{0};
+    std::atomic<pid_t> callerThread_{0};  // set before returnedAt_
     std::atomic<std::chrono::steady_clock::time_point> returnedAt_{std::chrono::steady_clock::time_point::max()};
     mutable Mutex mutex_;
     std::shared_ptr<Link> link_ GUARDED_BY(mutex_);

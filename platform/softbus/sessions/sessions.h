@@ -29,9 +29,11 @@ inline constexpr std::chrono::milliseconds SEEKING_OPEN_LIMIT{9000};
 inline constexpr std::chrono::milliseconds OWN_SERVER_WAIT{10'000};
 // How long an inbound session waits for the session server that the peer has named.
 inline constexpr std::chrono::milliseconds ACCEPT_WAIT{5000};
-// OnSessionOpened runs at least this long after OpenSession has returned, so that the caller can store the session id
-// first.
+// OnSessionOpened runs at least OPENED_DELAY after OpenSession has returned, so that the caller can store the session
+// id first. On a busy machine this time can pass before the caller's thread gets a processor. So OnSessionOpened also
+// waits until that thread sleeps, but not longer than CALLER_LIMIT.
 inline constexpr std::chrono::microseconds OPENED_DELAY{1100};
+inline constexpr std::chrono::milliseconds CALLER_LIMIT{500};
 // A side that has sent nothing for PING_PAUSE sends PING. A side that has received nothing for SILENCE_LIMIT closes the
 // session.
 inline constexpr std::chrono::milliseconds PING_PAUSE{2000};

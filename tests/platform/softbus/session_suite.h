@@ -41,6 +41,17 @@ TEST_P(SessionSuite, OpenedCallbackRunsOnceAfterOneMillisecond)
     }
 }
 
+// A caller on a busy machine: it has the id, but does not get to its next step.
+TEST_P(SessionSuite, OpenedCallbackWaitsUntilCallingThreadSleeps)
+{
+    const int id = Open();
+    const auto returned = std::chrono::steady_clock::now();
+    while (std::chrono::steady_clock::now() - returned < 50ms) {
+    }
+    EXPECT_EQ(atLaptop.Count(Kind::OPENED, id), 0u);
+    EXPECT_EQ(atLaptop.WaitFor(Kind::OPENED, id).result, 0);
+}
+
 TEST_P(SessionSuite, LocalFailuresReturnNegativeIdWithoutCallback)
 {
     const std::string peer = phoneIdentity.networkId;
