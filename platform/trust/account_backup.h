@@ -39,8 +39,8 @@ inline constexpr size_t MIN_PASSPHRASE = 8;  // the smallest allowed length of a
                                           const std::string& passphrase, const std::string& deviceName, bool isAlone,
                                           const Clock& clock = Clock::System());
 
-// Returns whether this device must meet another member before it may sign a state. Returns true after RestoreAccount.
-// Also returns true after this device has lost the account's state and then created its certificate again.
+// Returns whether this device must meet another member before it may sign a state: after RestoreAccount (unless isAlone
+// was true), or after this device has lost the account's state and then created its certificate again.
 bool IsRestored(const std::filesystem::path& folder);
 // Call this function after a restored device has met another member. If that member's state is newer than this device's
 // state, this device must adopt the newer state first (AdoptState). Makes this device a member and the holder (the

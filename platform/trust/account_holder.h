@@ -27,13 +27,13 @@ struct AccountHolder {
     Identity identity;
     PrivateKey accountKey;
     AccountState state;         // the account's state; the caller changes it before StoreState
-    bool isFirstState = false;  // true: the account has no state yet, because an older version created it
+    bool isFirstState = false;  // true: this device has no state of the account; StoreState writes the first one
 };
 
 // Says what OpenHolder does when the account's state names another device as the holder of the account's key:
 //   REFUSED   OpenHolder fails.
 //   ALLOWED   OpenHolder continues.
-//   REPLACED  OpenHolder continues, even on a restored device. That device becomes the new holder.
+//   REPLACED  OpenHolder continues, even on a restored device. The caller then makes this device the holder.
 enum class OtherHolder { REFUSED, ALLOWED, REPLACED };
 
 // Locks the identity folder, and loads the identity, the account's key and the account's state. NOT_FOUND: this device
@@ -55,7 +55,7 @@ struct LockedIdentity {
 Failure AlreadyHasAccount(const std::filesystem::path& folder, const Identity& identity);
 
 // Returns the clock's current time, or the state's number as a time (seconds since 1970) if that time is later. The
-// state's time is later when the clock was set back.
+// number is ahead of the clock after the clock was set back, or after several changes within one second.
 std::chrono::sys_seconds TimeOfChange(const AccountState& state, const Clock& clock);
 // Returns this device as a Member, with the name from the device's certificate.
 Member SelfOf(const Identity& identity, const Clock& clock);

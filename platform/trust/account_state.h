@@ -94,7 +94,7 @@ StateOrder CompareStates(const SignedState* own, const SignedState& candidate);
 // signature.
 std::string RemovalText(const std::string& account, const std::string& networkId, std::chrono::sys_seconds at);
 
-// The account sends this signed statement to a device that it has removed. docs/enrolment.md describes the format.
+// A member sends this signed statement to a device that the account removed. docs/enrolment.md describes the format.
 struct RemovalStatement {
     std::chrono::sys_seconds at;
     std::string signature;

@@ -29,7 +29,7 @@ inline constexpr std::chrono::hours MAX_TOKEN_CLOCK_DIFFERENCE{48};
 struct TokenOwner {
     std::string idPrefix;  // the first 8 characters of the network id: TOKEN_ID_BYTES as hex
     // The time by which the clock of the token's owner is ahead of this device's clock, in whole periods. Negative: the
-    // owner's clock is behind. 0: the clocks differ by at most one period.
+    // owner's clock is behind. 0: the two clocks are in the same period or in neighbouring periods.
     std::chrono::minutes clockAhead{0};
     bool isOfPreviousKey = false;  // the token was made with the previous link key
 };

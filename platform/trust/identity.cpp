@@ -197,7 +197,8 @@ void OpenSslDeleter::operator()(X509* certificate) const noexcept
 
 namespace {
 
-// Frees encoded. length: of encoded, in bytes; not positive if OpenSSL could not encode.
+// Returns the network id of a public key that OpenSSL has encoded in DER, and frees the buffer with the encoded key.
+// length: the size of the encoded key in bytes; not positive if OpenSSL failed. The result is then an empty string.
 std::string NetworkIdOf(unsigned char* encoded, int length)
 {
     if (length <= 0) {

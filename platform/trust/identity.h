@@ -68,8 +68,8 @@ struct Identity {
 // process writes to the folder.
 [[nodiscard]] Result<Identity> LoadIdentity(const std::filesystem::path& folder);
 
-// Return the network id of a public key, or of the public key of a certificate: 64 lower-case hex characters. An empty
-// string if OpenSSL fails.
+// Returns the network id of a public key, or of the public key in a certificate: 64 lower-case hex characters. Returns
+// an empty string when OpenSSL fails.
 std::string NetworkIdOf(EVP_PKEY* key);
 std::string NetworkIdOf(X509* certificate);
 

@@ -98,8 +98,8 @@ bool CanUse(const Result<LinkKeyRecord>& linkKeys, const std::filesystem::path& 
 }
 
 // Returns advice with the commands that give the device its missing certificate or link key.
-// replaced: the files that the commands rename first. The function adds the files of a link key and of an account's key
-// if these keys cannot be used.
+// replaced: the files that the commands rename first. The commands also rename the file of a link key, and the file of
+// an account's key, if that key cannot be used.
 std::string Reissue(const std::filesystem::path& folder, std::vector<const char*> replaced)
 {
     const std::filesystem::path accountKeyFile = folder / ACCOUNT_KEY_FILE;

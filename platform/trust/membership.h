@@ -36,7 +36,7 @@ inline constexpr std::chrono::hours PREVIOUS_LINK_KEY_LIFE{24 * 30};
 
 // RenameMember, RemoveMember, RenewAccount, SetHolder and AddMemberWithoutState need the account's key and return the
 // new identity. Each may fail with:
-//   NOT_FOUND: another device holds the account's key; the message names that member
+//   NOT_FOUND: this device does not hold the account's key (the message says who does), or has no link key
 //   UNAVAILABLE: this device was restored (account_backup.h) or lost its state, and must meet another member first
 //   REFUSED: the account removed this device
 
@@ -44,10 +44,10 @@ inline constexpr std::chrono::hours PREVIOUS_LINK_KEY_LIFE{24 * 30};
 // member has the name. NOT_FOUND: no member has that network id.
 [[nodiscard]] Result<Identity> RenameMember(const std::filesystem::path& folder, const std::string& networkId,
                                             const std::string& name, const Clock& clock = Clock::System());
-// Removes the member from the account and creates a new link key. The current link key then becomes the previous key
-// and stays valid for PREVIOUS_LINK_KEY_LIFE. However, an older previous key remains the previous key if it is still
-// valid for more than half of PREVIOUS_LINK_KEY_LIFE. A member that missed one or more of these removals knows that
-// older key, so the member can still get the new state.
+// Removes the member from the account and replaces the link key with a new one. The replaced key becomes the previous
+// key and stays valid for PREVIOUS_LINK_KEY_LIFE. Exception: if the account has a previous key that is still valid for
+// more than half of PREVIOUS_LINK_KEY_LIFE, that key stays the previous key, and the replaced key is invalid at once. A
+// member that missed one or more of these removals knows the previous key, so the member can still get the new state.
 // announcesPreviousKey: see AccountState.
 // REFUSED: networkId is this device (use LeaveAccount). NOT_FOUND: no member has that network id.
 [[nodiscard]] Result<Identity> RemoveMember(const std::filesystem::path& folder, const std::string& networkId,
@@ -59,16 +59,17 @@ inline constexpr std::chrono::hours PREVIOUS_LINK_KEY_LIFE{24 * 30};
 // move the key (key_transfer.h). A device that has the key may name itself even while the state names another holder.
 [[nodiscard]] Result<Identity> SetHolder(const std::filesystem::path& folder, const std::string& networkId,
                                          const Clock& clock = Clock::System());
-// Adds a device, under a name that no member has, to the account's state. Works only for an account that was created by
-// a version without account states. Call this function for a device that has presented a certificate of the account.
+// Adds a device, under a name that no member has, to the account's state. Call this function for a device that has
+// presented a certificate of the account. Works only if the account may have members that its state does not list: a
+// version without account states created the account, or this device lost the account's state and began a new one.
 // Returns nullopt and adds nothing for any other account, and for a device that is already a member or was removed.
 [[nodiscard]] Result<std::optional<Identity>> AddMemberWithoutState(const std::filesystem::path& folder, Member member,
                                                                     const Clock& clock = Clock::System());
 
 // The holder of the account's key calls this function. Issues a new certificate for a member and returns it in DER.
 // shown: the certificate that the member presented.
-// Returns nullopt on failure, when RenewAccount was not called after that certificate was issued, or when the new
-// certificate would not expire later than that certificate.
+// Returns nullopt on failure. Also returns nullopt if the presented certificate was issued after the account's current
+// certificate (RenewAccount), or if the new certificate would not expire later than the presented one.
 std::optional<std::string> RenewedCertificate(const std::filesystem::path& folder, const std::string& networkId,
                                               X509* shown, const Clock& clock = Clock::System());
 // A member calls this function. Installs the member's renewed certificate if it expires later than the current
@@ -76,9 +77,9 @@ std::optional<std::string> RenewedCertificate(const std::filesystem::path& folde
 // MALFORMED: the bytes are damaged.
 [[nodiscard]] Result<Identity> AdoptCertificate(const std::filesystem::path& folder, const std::string& der);
 
-// Deletes the account, the key and the id of this device. Afterwards this device is a new device. Returns REFUSED when
-// this device holds the account's key and the account has other members, or when this device has the key but does not
-// know the members.
+// Deletes this device's key, its id and all files of the account in the folder. Afterwards this device is a new device.
+// Returns REFUSED when this device holds the account's key and the account has other members, or when this device has
+// the account's key but does not know the members.
 [[nodiscard]] Result<void> LeaveAccount(const std::filesystem::path& folder);
 
 // Stores the signed statement that the account removed this device. From then on Identity::removedAt is set. UNTRUSTED:

@@ -37,7 +37,7 @@ std::optional<PeerPsk> DerivePsk(SSL* ssl)
     if (!isDerived) {
         return std::nullopt;
     }
-    // PeerPsks checks the age by the boot clock. OpenSSL's own check uses the calendar, which can jump.
+    // PeerPsks checks the age of a PSK by the boot clock. OpenSSL's own check uses the wall clock, which can jump.
     SSL_SESSION_set_timeout(psk.session.get(), std::numeric_limits<int>::max());
     return psk;
 }

@@ -1,7 +1,8 @@
-// PeerPsks: the pre-shared keys (PSK, RFC 8446, 2.2) with which two devices that have met open their next connection
-// without certificates. Both ends of a TLS connection derive the same PSK from it. The end that connects next offers
-// the PSK, and the key exchange of that connection is still ephemeral. Each PSK is used once: each end deletes it when
-// it takes it. The PSKs are kept in memory only. Thread-safe; no call blocks.
+// PeerPsks: the pre-shared keys (PSK, RFC 8446, 2.2) that this device shares with devices that it has met. With a PSK,
+// two devices open their next connection without certificates. Both ends of a TLS connection derive the same PSK from
+// that connection. The client of the next connection offers the PSK, and the key exchange is still ephemeral. Each PSK
+// is used once: TakeNewestFor (client) and Take (server) remove the PSK. The PSKs are kept in memory only. Thread-safe;
+// no call blocks.
 #pragma once
 
 #include <openssl/ssl.h>
@@ -46,8 +47,8 @@ public:
     // clock: must outlive the object.
     explicit PeerPsks(const Clock& clock = Clock::System()) : clock_(clock) {}
 
-    // Adds a PSK for connections with that peer. Deletes the oldest PSK if the peer then has more than MAX_PER_PEER
-    // PSKs, or if there are more than MAX_PSKS.
+    // Adds a PSK for connections with that peer. If the peer has MAX_PER_PEER PSKs already, deletes the oldest PSK of
+    // that peer first. Otherwise, if there are MAX_PSKS already, deletes the oldest of all PSKs first.
     void Add(const std::string& networkId, PeerPsk psk);
     // Removes the newest PSK for that peer and returns it.
     std::optional<PeerPsk> TakeNewestFor(std::string_view networkId);

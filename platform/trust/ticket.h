@@ -2,9 +2,9 @@
 // ticket to a person. The person enters the ticket on the new device (the joiner). A ticket contains a one-time secret
 // of 128 bits. If the holder cannot announce itself, the ticket also contains the holder's address. The text of a
 // ticket consists of groups of Crockford's base 32 characters. Case, spaces and dashes are ignored, and a check symbol
-// detects a mistyped character. The keys for announcements, the preamble and TLS are derived from the secret in the
-// same way as from a link key (link_key.h). docs/enrolment.md describes the text and the keys. The functions are
-// thread-safe and do not block.
+// detects a mistyped character. The keys for announcements, the preamble (preamble.h) and TLS are derived from the
+// secret in the same way as from a link key (link_key.h). docs/enrolment.md describes the text and the keys. The
+// functions are thread-safe and do not block.
 // Read next: ticket_join.h (what both devices compute).
 #pragma once
 
@@ -18,8 +18,8 @@ namespace Vexo::Trust {
 
 inline constexpr size_t TICKET_SECRET_BYTES = 16;
 inline constexpr std::chrono::minutes TICKET_LIFE{10};
-// The time after the creation of a ticket in which the holder (the device that shows the ticket) answers devices that
-// connect with the ticket. A device that cannot join any more receives the reason, such as an expired ticket.
+// After the creation of a ticket, the holder (the device that shows the ticket) answers connections with the ticket for
+// this long. A device that can no longer join, for example after TICKET_LIFE, receives the reason.
 inline constexpr std::chrono::minutes TICKET_ANSWER_TIME{60};
 inline constexpr size_t MAX_TICKET_TEXT = 40;
 

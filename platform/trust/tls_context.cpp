@@ -180,15 +180,15 @@ private:
             X509_STORE_add_cert(SSL_CTX_get_cert_store(context.get()), identity.accountCertificate.get()) != 1) {
             return nullptr;
         }
-        // Sends this device's certificate only. Otherwise OpenSSL would verify it again in each handshake, to find the
-        // account's certificate and send it too, which each peer has.
+        // Sends this device's certificate only. Without this mode, OpenSSL would verify that certificate in each
+        // handshake to find the account's certificate, and would send both. Each peer has the account's certificate.
         SSL_CTX_set_mode(context.get(), SSL_MODE_NO_AUTO_CHAIN);
         SSL_CTX_set_app_data(context.get(), this);
         return context;
     }
 
-    // OpenSSL calls OfferPsk for the pre-shared key that a client offers, and FindPsk for the one that a server was
-    // offered. OpenSSL owns the session that they return. If they return null, the handshake uses certificates.
+    // On a client, OpenSSL calls OfferPsk to get the pre-shared key to offer. On a server, OpenSSL calls FindPsk to get
+    // the key that the client offered. OpenSSL owns the returned session. Null: the handshake uses certificates.
     static int OfferPsk(SSL* ssl, const EVP_MD* digest, const unsigned char** identity, size_t* identityBytes,
                         SSL_SESSION** session)
     {
@@ -281,8 +281,8 @@ private:
         return session;
     }
 
-    // OpenSSL calls this function for the pre-shared key that a client offers. Returns 1 and a session, which OpenSSL
-    // then owns. For a handshake without the pre-shared key, returns 1 and null.
+    // On a client, OpenSSL calls this function to get the pre-shared key to offer. Always returns 1. OpenSSL owns the
+    // returned session. Null: the client offers no pre-shared key.
     static int OfferKey(SSL* ssl, const EVP_MD* digest, const unsigned char** identity, size_t* identityBytes,
                         SSL_SESSION** session)
     {

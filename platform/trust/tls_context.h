@@ -1,7 +1,8 @@
-// TlsContext: TLS 1.3 (RFC 8446) with devices of the same account only. Both sides present a certificate. Each
-// certificate must be signed by the account's key and must be valid now. Two devices that have met may use a pre-shared
-// key of their last connection instead (peer_psks.h). The validity periods of the peer's and the account's certificates
-// are then checked again. A TlsContext does not change after its creation, except for the pre-shared keys. Thread-safe.
+// TlsContext: TLS 1.3 (RFC 8446) with devices of the same account only (Make), or with a device that knows the same
+// enrolment ticket (MakeForTicket). Devices of an account present certificates. Each certificate must be signed by the
+// account's key and must be valid now. Two devices that have met may use a pre-shared key of an earlier connection
+// instead (peer_psks.h). The validity periods of the peer's and the account's certificates are then checked again. A
+// TlsContext does not change after its creation, except for the pre-shared keys. Thread-safe.
 #pragma once
 
 #include <openssl/ssl.h>
@@ -31,13 +32,13 @@ public:
     // the certificates. The context must outlive the TLS objects that it creates.
     [[nodiscard]] static Result<std::shared_ptr<TlsContext>> Make(const Identity& identity);
     // Returns a context for the connection over which a device joins an account by ticket. Both sides prove that they
-    // know the ticket's secret, which is a pre-shared key with an ephemeral key exchange (RFC 8446, 2.2). Neither side
-    // has a certificate. RememberPeer does nothing.
+    // know the ticket's secret: they use a pre-shared key that is derived from the secret, with an ephemeral key
+    // exchange (RFC 8446, 2.2). Neither side presents a certificate. RememberPeer does nothing.
     [[nodiscard]] static Result<std::shared_ptr<TlsContext>> MakeForTicket(const Ticket& ticket);
     virtual ~TlsContext() = default;
 
     // NewClient and NewServer return a TLS object for one connection, or null only when memory is short. NewClient
-    // offers a pre-shared key of an earlier connection to the same device.
+    // offers a pre-shared key of an earlier connection to the same device, if there is one.
     // peerNetworkId: the device that must answer. Empty: any device may answer.
     virtual SslPtr NewClient(const std::string& peerNetworkId) = 0;
     virtual SslPtr NewServer() = 0;
