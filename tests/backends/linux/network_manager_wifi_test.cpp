@@ -186,6 +186,20 @@ TEST_F(NetworkManagerWifiTest, ConnectionLeavesNoTraceAndRestoresUsersNetwork)
     }
 }
 
+TEST_F(NetworkManagerWifiTest, UserWhoDisconnectsStaysDisconnected)
+{
+    BeAtHome(air_.Laptop());
+    laptop_.Start();
+    ShareGarden();
+    int id = -1;
+    laptop_.Station()->AddDeviceConfig({-1, "Garden", "", KEY, ""}, id, false);
+    ASSERT_EQ(Join().state, WifiLinkState::CONNECTED);
+    Do(air_.Laptop(), R"({"do": "deactivate"})");
+    ExpectAsBefore(laptop_, Air::USERS_NETWORK, "");
+    EXPECT_FALSE(Eventually([&] { return !Has(Laptop(), ActiveIs("")); }, milliseconds(300)))
+        << "the previous network is not restored";
+}
+
 TEST_F(NetworkManagerWifiTest, FailedReplacementRestoresUsersNetwork)
 {
     BeAtHome(air_.Laptop());

@@ -219,11 +219,13 @@ TEST_F(HostilePeerTest, PeerIsLimitedToItsShareOfSessions)
 
 TEST_F(HostilePeerTest, OldestSilentConnectionMakesRoomForNewOne)
 {
+    const auto began = std::chrono::steady_clock::now();
     std::vector<std::unique_ptr<Bare>> mute(AdmissionLimits().ofSource + 10);
     std::generate(mute.begin(), mute.end(), [this] { return Connect(); });
+    EXPECT_TRUE(mute.front()->WaitForEnd());
+    EXPECT_LT(std::chrono::steady_clock::now() - began, AdmissionLimits().time) << "the oldest made room";
     peer = Connect();
     Open(*peer);
-    EXPECT_TRUE(mute.front()->WaitForEnd()) << "the oldest made room";
     EXPECT_TRUE(mute.back()->WaitForEnd()) << "its time is over";
 }
 
