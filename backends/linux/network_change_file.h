@@ -1,7 +1,7 @@
 // NetworkChangeFile: the list of the changes that this program has made in NetworkManager and must undo. A change is an
 // added profile or a hotspot that was turned on. Before a change is made, it is written to network-changes.json in the
 // state folder, so that the program can undo it after a crash. The file has mode 0600 and contains no secrets. Used on
-// the Wi-Fi strand only. Calls block on the disk.
+// the Wi-Fi strand only (wifi_context.h). Calls block on the disk.
 #pragma once
 
 #include <filesystem>

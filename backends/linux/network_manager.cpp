@@ -41,7 +41,7 @@ std::string LowerCase(std::string address)
     return address;
 }
 
-// Returns the object path with that key. Returns an empty text for "/", which means that there is no object.
+// Returns the object path in the property with the given key. Returns an empty text if there is no object ("/").
 std::string PathIn(const PropertyMap& properties, const std::string& key)
 {
     const std::string path = ValueIn<sdbus::ObjectPath>(properties, key, sdbus::ObjectPath("/"));

@@ -1,8 +1,8 @@
 // NetworkManager: a typed client for the part of NetworkManager's D-Bus interface that this backend uses. It keeps no
-// state. Every function calls the daemon and blocks for each reply, at most for the limit passed to the constructor.
-// Errors are those of bus.h. IsNoAnswer (bus_error.h) is true for an error if no reply arrived. Any thread may use the
-// client. A profile is a stored connection of NetworkManager. An activation is an active connection. Both are
-// identified by their object paths.
+// state. Every function except Until calls the daemon and blocks for each reply, at most for the limit passed to the
+// constructor. Version, IsWifiBlocked and CheckConnectivity have limits of their own. Errors are those of bus.h.
+// IsNoAnswer (bus_error.h) is true for an error if no reply arrived. Any thread may use the client. A profile is a
+// stored connection of NetworkManager. An activation is an active connection. Object paths identify both.
 // https://networkmanager.dev/docs/api/1.42/spec.html
 #pragma once
 
@@ -143,8 +143,8 @@ public:
     {
     }
 
-    // Returns a copy of this client with a deadline. A call in progress fails at the deadline, and no call is sent
-    // after it. The functions Version, IsWifiBlocked and CheckConnectivity ignore this deadline.
+    // Returns a copy of this client with a deadline. A call in progress fails at the deadline. After the deadline no
+    // call is sent. The functions Version, IsWifiBlocked and CheckConnectivity ignore this deadline.
     NetworkManager Until(SteadyTime deadline) const;
 
     [[nodiscard]] Result<std::string> Version() const;
@@ -184,7 +184,6 @@ public:
     [[nodiscard]] Result<void> Deactivate(const std::string& activation) const;
     // Returns the state of the activation, or GONE if the activation no longer exists. Fails only if no reply arrives.
     [[nodiscard]] Result<ActivationState> StateOf(const std::string& activation) const;
-    // Returns the profile of the given activation.
     [[nodiscard]] Result<Profile> ProfileInUse(const std::string& activation) const;
 
     [[nodiscard]] Result<std::vector<Profile>> Profiles() const;

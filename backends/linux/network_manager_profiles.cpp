@@ -87,8 +87,8 @@ SettingsMap MakeStationProfile(const std::string& uuid, const Wifi::WifiDeviceCo
     SettingsMap profile = MakeProfile(uuid, "DistNet network", config.ssid);
     profile[WIRELESS]["mode"] = std::string("infrastructure");
     if (accessPoint.security.needsKey) {
-        // If the beacon offers both WPA2 and WPA3, "wpa-psk" lets the supplicant use the better one that the driver
-        // supports.
+        // If the beacon offers both WPA2 and WPA3, "wpa-psk" lets the supplicant use WPA3 if the driver supports WPA3,
+        // and WPA2 otherwise.
         profile[SECURITY] = {{"key-mgmt", std::string(accessPoint.security.allowsPsk ? "wpa-psk" : "sae")},
                              {"psk", config.preSharedKey}};
     }

@@ -13,8 +13,8 @@
 
 namespace Vexo::Linux {
 
-// The security, band and channel of this program's own hotspot profile. The driver chooses if the band is empty or the
-// channel is 0.
+// The security, band and channel of this program's own hotspot profile. If the band is empty, band and channel are
+// chosen automatically. If only the channel is 0, the channel is chosen automatically.
 struct HotspotSettings {
     Wifi::KeyMgmt security = Wifi::KeyMgmt::WPA2_PSK;  // NONE, WPA2_PSK or SAE
     std::string band;                                  // "bg" (2.4 GHz), "a" (5 GHz) or empty

@@ -1,7 +1,7 @@
 // NetworkManagerWifi: the station and the hotspot of this machine. It subscribes to NetworkManager's signals for both.
-// It reports whether the machine can be a station and a hotspot now. The owner of this object registers these
-// abilities. Each time NetworkManager starts, changes that an earlier run left in NetworkManager are undone first.
-// LinuxDevice creates one object. Any thread may use it.
+// It reports whether the machine can be a station and a hotspot now. LinuxDevice creates one object, and registers the
+// station and the hotspot as abilities (service objects). Each time NetworkManager starts, this class first undoes the
+// changes that this run and earlier runs of this program left in NetworkManager. Any thread may use it.
 #pragma once
 
 #include <memory>
@@ -25,9 +25,9 @@ struct WifiOptions {
 struct WifiListener {
     PresenceChanged stationChanged;  // ability 1120
     PresenceChanged hotspotChanged;  // ability 1121
-    // Called with the outcome of each attempt to connect, and when a connection of the station ends. Used for
-    // connectivity events. If the network of an attempt is not visible, only this callback reports the attempt, because
-    // NetworkManager does not know of the attempt.
+    // Called with the outcome of each attempt to connect, and when a connection of the station ends. LinuxDevice needs
+    // this callback for connectivity events, because NetworkManager's signals do not report an attempt whose network is
+    // not visible.
     LinkEnded linkEnded;
 };
 
@@ -42,8 +42,9 @@ public:
 
     // Closes the hotspot if this program opened it. Does not block.
     void OnBatteryLow();
-    // Undoes this program's changes in NetworkManager, and blocks until that is done: at most WIFI_CALL_LIMIT for the
-    // station and WIFI_CALL_LIMIT for the hotspot. No callback runs afterwards. A second call does nothing.
+    // Blocks until no signal handler runs. Then undoes this program's changes in NetworkManager, which blocks at most
+    // WIFI_CALL_LIMIT for the station and WIFI_CALL_LIMIT for the hotspot. No callback runs afterwards. A second call
+    // does nothing.
     void Stop();
 
 private:

@@ -102,8 +102,8 @@ std::map<std::string, uint8_t> SeenBy(const NetworkManager& manager, const WifiR
     return seen;
 }
 
-// Sets situation.scan and situation.inReach. joinedHere: the SSID of the network that this program has joined. This
-// network does not count, even if a profile of the user has the same SSID.
+// Sets situation.scan and situation.inReach. joinedHere: the SSID of the network that this program has joined, or
+// empty. This network is left out of inReach, even if a profile of the user has the same SSID.
 void ReadScan(const NetworkManager& manager, const std::string& joinedHere, NetworkSituation& situation)
 {
     std::map<std::string, uint8_t> seen;

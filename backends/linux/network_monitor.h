@@ -1,6 +1,6 @@
-// LinuxNetworkMonitor: the NetworkMonitor of a Linux machine. Each call queries NetworkManager and ModemManager. The
-// state of the battery comes from UPower's last report. Whether a person uses the machine comes from logind's last
-// report. Any thread may use it.
+// LinuxNetworkMonitor: the NetworkMonitor of a Linux machine. Each call of CurrentUplink, Situation and CheckOnline
+// queries NetworkManager. CurrentUplink also queries ModemManager. The state of the battery comes from UPower's last
+// report. Whether a person uses the machine comes from logind's last report. Any thread may use it.
 #pragma once
 
 #include <functional>

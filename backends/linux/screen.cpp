@@ -95,7 +95,7 @@ std::optional<Screen::Seat> Screen::ReadSeat()
         return Seat{true, true};
     }
     if (std::get<0>(active.value()).empty()) {
-        // Nobody has logged in.
+        // No session is active, for example because nobody has logged in.
         return Seat{true, false};
     }
     const Result<PropertyMap> session = bus_->GetProperties({SERVICE, std::get<1>(active.value()), SESSION});

@@ -31,7 +31,8 @@ private:
     // The following functions run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
     void Read();
-    // Reads the state of the first seat. Returns nullopt if logind does not answer.
+    // Reads the state of the first seat. Returns nullopt if the lid or the active session cannot be read. If the seat
+    // itself cannot be read, the screen counts as on and the machine as in use.
     std::optional<Seat> ReadSeat();
     void SetInUse(bool isInUse);
 

@@ -1,7 +1,7 @@
 // ShareGuard: decides when a hotspot that this program turned on must be turned off. It must be turned off when no
 // station has been connected for the time ShareLimits::idle. While this device has no uplink, the shorter time
 // idleWithoutUplink applies. The class only decides: the caller passes the current time and the state of the hotspot.
-// Used on the Wi-Fi strand only. No call blocks.
+// Used on the Wi-Fi strand only (wifi_context.h). No call blocks.
 #pragma once
 
 #include <chrono>

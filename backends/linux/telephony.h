@@ -1,7 +1,7 @@
 // Telephony over ModemManager: Modems stores the last state that ModemManager reported. LinuxCoreService (ability 4010)
 // and LinuxCellularData (4011) answer queries from this stored state at once. Only the state of a radio is read from
-// the modem itself. Any thread may use these three classes. The callback of a radio query runs on a strand of
-// LinuxCoreService, exactly once for each accepted query. modem_slots.h explains slots and SIM states.
+// ModemManager for each query. Any thread may use these three classes. The callback of a radio query runs on a strand
+// of LinuxCoreService, exactly once for each accepted query. modem_slots.h explains the slots.
 #pragma once
 
 #include <atomic>
@@ -33,7 +33,7 @@ public:
     // Reads the state of the modem that has the mobile data connection. Returns an empty MobileLink if there is no
     // modem or no answer. Blocks for at most the time limit.
     MobileLink ReadLink(std::chrono::milliseconds limit) const;
-    // Asks the modem whether its radio is on. Blocks for at most BUS_CALL_LIMIT.
+    // Asks ModemManager whether the modem's radio is on. Blocks for at most BUS_CALL_LIMIT. modem: the modem's path.
     [[nodiscard]] Result<bool> ReadRadioState(const std::string& modem) const;
 
 private:

@@ -187,8 +187,8 @@ void WifiContext::UndoRemaining(const NetworkChange& change)
     }
     NetworkChange left = change;
     left.activation = activation.value();
-    // The call to end a known activation got no reply (mustUndo). The end of the hotspot was already reported at that
-    // time.
+    // If mustUndo is set and the activation is known, NetworkManager did not answer when the hotspot was turned off.
+    // The end of the hotspot was reported at that time.
     const bool wasReported = change.mustUndo && !change.activation.empty();
     const bool wasShared = change.isHotspot && !left.activation.empty() && !wasReported;
     if (!Undo(left)) {
@@ -232,7 +232,7 @@ std::string WifiContext::Restore(const NetworkChange& change, const std::string&
         return "";
     }
     if (!radios || !profile) {
-        return "";  // the profile was removed, or NetworkManager does not answer
+        return "";  // the profile was removed, or NetworkManager replied with an error
     }
     const auto found = std::find_if(radios.value().begin(), radios.value().end(), [&](const WifiRadio& one) {
         const bool isFree = !one.IsActive() || (!one.activation.empty() && one.activation == change.activation);

@@ -1,6 +1,6 @@
 // WifiContext: the objects that this machine's station and hotspot share. These are the client of NetworkManager, the
-// list of the changes made in NetworkManager, and the Wi-Fi strand. The station and the hotspot work on this strand, so
-// they need no locks. Both own the WifiContext.
+// list of the changes made in NetworkManager, and the Wi-Fi strand. The station and the hotspot work on this strand.
+// Data that is used on the strand only needs no lock. Both own the WifiContext.
 #pragma once
 
 #include <chrono>
@@ -17,7 +17,8 @@
 
 namespace Vexo::Linux {
 
-// How long a call that turns off the hotspot, or a call of Stop, may block if NetworkManager does not answer.
+// How long DisableHotspot and Stop may block if NetworkManager does not answer. The same limit applies to ChangeKey
+// while it turns off the hotspot.
 inline constexpr std::chrono::seconds WIFI_CALL_LIMIT{10};
 
 class WifiContext : public NoCopyable, public std::enable_shared_from_this<WifiContext> {
@@ -35,10 +36,10 @@ public:
     {
     }
 
-    // Runs a function on the strand and returns its result (a WifiResult). Blocks at most for the time budget. Returns
-    // WIFI_NO_ANSWER if the function has not returned by then. In this case, a function that has not begun never runs,
-    // and undo runs if the function returns WIFI_OK later. Returns WIFI_FAILED if the strand has no thread. Must not be
-    // called on the strand. work: the function.
+    // Runs the function work on the strand and returns the function's result (a WifiResult). Blocks at most for the
+    // time budget. Returns WIFI_NO_ANSWER if the function has not returned by then. In this case, a function that has
+    // not begun never runs. If a function that has begun returns WIFI_OK later, the function undo runs on the strand.
+    // Returns WIFI_FAILED if the strand refuses the work (Strand::Post). Must not be called on the strand.
     int32_t RunAndWait(std::chrono::milliseconds budget, std::function<int32_t(Deadline)> work,
                        std::function<void()> undo = nullptr);
 
@@ -54,7 +55,8 @@ public:
     bool Leave(const NetworkChange& change);
     // Calls Leave. If Leave succeeds, removes the change from the list of recorded changes.
     bool Undo(const NetworkChange& change);
-    // Records a change whose call got no reply. Retries until NetworkManager answers, and then undoes the change.
+    // Call this function if the call that makes or undoes the change got no reply. It records the change. A timer
+    // retries until NetworkManager answers, and then the change is undone.
     void UndoLater(NetworkChange change);
     // Undoes the changes that an earlier run left, and those that this run made before NetworkManager restarted.
     void UndoAll();

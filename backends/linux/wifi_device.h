@@ -72,8 +72,8 @@ public:
     void OnChanged() { CheckNetwork(); }
     void OnRadioState(const std::string& radio, uint32_t state, NmReason reason);
     void OnNetworkManagerStopped();
-    // Ends the attempt, the connection and all waiting calls, and reports nothing. Undoes all changes in
-    // NetworkManager. Blocks until that is done, at most WIFI_CALL_LIMIT.
+    // Ends the attempt, the connection and all calls of WaitForChange, and reports nothing. Undoes the changes that the
+    // attempt made in NetworkManager. Blocks until NetworkManager has replied, at most WIFI_CALL_LIMIT.
     void Stop();
 
 private:
@@ -133,8 +133,8 @@ private:
     void CheckAgainIn(std::chrono::milliseconds delay, Trigger trigger = Trigger::CHANGE_OR_TIMER);
     Freed End(const Wifi::LinkEnd& end);
     Departure LeaveNow(uint32_t attempt);
-    // If the attempt still searches, ends the activation that was made for this attempt, or for the attempt that this
-    // attempt replaced.
+    // Ends the activation that was left by a failed join of the attempt, or by the attempt that was replaced. Does
+    // nothing if the attempt is no longer in the state SEARCHING.
     void LeaveJoined();
 
     // Returns the name of the given activation's profile. Returns an empty text if this program created the profile, or

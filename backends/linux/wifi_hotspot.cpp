@@ -27,7 +27,7 @@ Result<void> SaveKey(const std::filesystem::path& file, const std::string& key)
     return WriteFileAtomically(file, key + "\n", KEY_MODE);
 }
 
-// Whether the text is a complete key with its line break. D-Bus and Wi-Fi allow only printable ASCII in a key.
+// Whether the text is a complete key with its line break. A Wi-Fi passphrase may contain only printable ASCII.
 bool IsWholeKeyLine(const std::string& text)
 {
     return text.size() > MIN_KEY_BYTES && text.back() == '\n' &&

@@ -1,9 +1,9 @@
 // LinuxWifiHotspot: this machine's access point (ability 1121) over NetworkManager. EnableHotspot activates an
-// access-point profile of the user. If the user has several whose key NetworkManager knows, it activates the one that
-// was used last. If the user has none, it activates a temporary profile of this program. The class turns off only a
-// hotspot that it turned on itself: when a caller requests it, when the battery is low, or when no station uses the
-// hotspot any more (share_guard.h). The class also implements ShareControl. Any thread may call it. The work runs on
-// the Wi-Fi strand (wifi_context.h).
+// access-point profile of the user: among the profiles that are open or whose key NetworkManager knows, the last used.
+// If there is no such profile, EnableHotspot activates a temporary profile of this program. The class turns off only a
+// hotspot that it turned on itself: at Stop, when a caller requests it, when EnableHotspot took too long, when the
+// battery is low, when the key changes, or when no station uses the hotspot any more (share_guard.h). The class also
+// implements ShareControl. Any thread may call it. The work runs on the Wi-Fi strand (wifi_context.h).
 #pragma once
 
 #include <chrono>
@@ -75,7 +75,7 @@ public:
     void OnChanged();
     void OnNetworkManagerStopped();
     void OnBatteryLow();
-    // Turns off the hotspot if this class turned it on. Blocks until the hotspot is off, at most WIFI_CALL_LIMIT.
+    // Turns off the hotspot if this class turned it on. Blocks for NetworkManager's replies, at most WIFI_CALL_LIMIT.
     void Stop();
 
 private:
@@ -91,8 +91,8 @@ private:
 
     // The following functions run on the strand only.
     int32_t Enable(WifiContext::Deadline deadline);
-    // Turns on the hotspot. manager: a client with the caller's deadline, for the calls before the hotspot is
-    // activated.
+    // Turns on the hotspot. manager: the client for the calls before the hotspot is activated; it has the caller's
+    // deadline if a caller waits.
     int32_t Open(const NetworkManager& manager, const WifiRadio& radio);
     void OpenLater(const WifiRadio& radio);
     void OpenNow(const std::string& radio);
