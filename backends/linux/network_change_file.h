@@ -20,7 +20,9 @@ struct NetworkChange {
     std::string previous;    // the UUID of the profile that was active on the radio before; empty: none
     bool isHotspot = false;
     bool isOurProfile = false;  // to undo the change, the profile is deleted too
-    bool mustUndo = false;      // must be undone when NetworkManager answers; not written to the file
+    // The following members are not written to the file.
+    bool mustUndo = false;       // must be undone when NetworkManager answers
+    bool isEndReported = false;  // the end of the hotspot was reported (ReportShareClosed)
 };
 
 class NetworkChangeFile {

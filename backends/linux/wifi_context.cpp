@@ -187,10 +187,7 @@ void WifiContext::UndoRemaining(const NetworkChange& change)
     }
     NetworkChange left = change;
     left.activation = activation.value();
-    // If mustUndo is set and the activation is known, NetworkManager did not answer when the hotspot was turned off.
-    // The end of the hotspot was reported at that time.
-    const bool wasReported = change.mustUndo && !change.activation.empty();
-    const bool wasShared = change.isHotspot && !left.activation.empty() && !wasReported;
+    const bool wasShared = change.isHotspot && !left.activation.empty() && !change.isEndReported;
     if (!Undo(left)) {
         return;
     }

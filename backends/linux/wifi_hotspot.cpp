@@ -351,7 +351,8 @@ bool LinuxWifiHotspot::CloseOwn(const char* reason)
     if (!share_) {
         return true;
     }
-    const Share closed = *share_;
+    Share closed = *share_;
+    closed.change.isEndReported = true;
     ResetShare();
     const bool isDone = context_->Undo(closed.change);
     Wifi::ReportShareClosed(reason);

@@ -337,21 +337,26 @@ TEST_F(NetworkManagerWifiTest, ChangesLeftByCrashAreUndoneAtNextStart)
     Linux::SettingsMap ours = HotspotProfile("phone-7f3a", KEY, Wifi::KeyMgmt::WPA2_PSK);
     ours["connection"]["uuid"] = left;
     Air::StoreProfile(air_.Phone().Bus(), ours, false);
-    for (const bool isNoted : {true, false}) {
+    phone_.Options().answerLimit = milliseconds(500);
+    for (const auto& [isNoted, isAnswered] : {std::pair{true, true}, std::pair{true, false}, std::pair{false, true}}) {
         ShareGarden();
         std::ofstream(phone_.Folder() / Linux::NETWORK_CHANGES_FILE)
             << (isNoted ? R"([{"profile": ")" + std::string(Air::USERS_HOTSPOT) + R"(", "activation": ")" +
                               ActivationIn(Phone()) + R"(", "previous": "", "hotspot": true, "our_profile": false}])"
                         : "[{damaged");
+        if (!isAnswered) {
+            Lose(air_.Phone(), "DeactivateConnection", 1);
+        }
         phone_.Start();
         // At its start, the daemon removes the profile that has the daemon's mark, and keeps the user's profile. The
         // daemon deactivates the user's profile only if NETWORK_CHANGES_FILE says that the daemon activated this
         // profile.
         EXPECT_TRUE(Has(Phone(), "\"profiles\": [\"" + std::string(Air::USERS_HOTSPOT) + "\"]")) << Phone();
-        EXPECT_TRUE(Has(Phone(), ActiveIs(isNoted ? "" : Air::USERS_HOTSPOT))) << Phone();
+        const std::string active = ActiveIs(isNoted ? "" : Air::USERS_HOTSPOT);
+        EXPECT_TRUE(isAnswered ? Has(Phone(), active) : Eventually([&] { return Has(Phone(), active); })) << Phone();
         phone_.End();
     }
-    EXPECT_EQ(events_.Lines(), ClosedFor("LEFT_OPEN", 2));
+    EXPECT_EQ(events_.Lines(), ClosedFor("LEFT_OPEN", 3));
     EXPECT_EQ(
         log_.Count("cannot read the network changes; only marked profiles are removed: " + phone_.Folder().string()),
         1U);
