@@ -30,8 +30,8 @@ public:
     // Returns and clears the latest refusal by the given device since the last call of TakeRefusal. Returns NONE if
     // there was no refusal.
     SoftBus::PeerRefusal TakeRefusal(const std::string& networkId) EXCLUDES(mutex_);
-    // Returns true if automatic mode may ask the device for its network without a person. The device must have allowed
-    // this device since its last refusal, if any, and its latest facts, if any, must say ALLOWED.
+    // Returns true if automatic mode may ask the device for its network although no person requests it. Returns false
+    // if its latest facts do not say ALLOWED, or if it has refused and neither said ALLOWED nor helped since then.
     bool MayTryByItself(const std::string& networkId) const EXCLUDES(mutex_);
 
     Experience CurrentExperience() const EXCLUDES(mutex_);

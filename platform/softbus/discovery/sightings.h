@@ -45,7 +45,7 @@ public:
     // Returns true if a device of this account made the token, even if the clock of that device is wrong.
     bool IsOurs(const std::string& transport, const std::string& token) EXCLUDES(mutex_);
     // Returns true if this device made the token, also if this device's clock was wrong at that time
-    // (AnnouncementTokens::ReadOfAnyClock). The parameter then is the approximate time at which the token was made.
+    // (AnnouncementTokens::ReadOfAnyClock). then: the approximate time at which the token was made.
     bool IsOwn(const std::string& transport, const std::string& token, WallTime then) EXCLUDES(mutex_);
 
     // Records a new or changed announcement. If the announcement is nullopt, has no address or is not from another
