@@ -71,7 +71,6 @@ public:
     }
 
 protected:
-    // Replaces activity_ and returns the previous activity.
     std::shared_ptr<Activity> Exchange(std::shared_ptr<Activity> next)
     {
         const MutexLock lock(mutex_);

@@ -24,9 +24,9 @@ public:
     }
 
     // Advertises the given service data on the given adapter. The previous advertisement ends after the new one has
-    // started. It ends earlier if the adapter has changed, or if BlueZ rejects a second advertisement. adapter: BlueZ's
-    // path; empty: nothing is advertised. data: the service data; nullopt: nothing is advertised. After an error, call
-    // Update again later.
+    // started. It ends earlier if the adapter has changed, or if BlueZ rejects a second advertisement. adapter: the
+    // adapter's D-Bus path; empty: nothing is advertised. data: the service data; nullopt: nothing is advertised. After
+    // an error, call Update again later.
     [[nodiscard]] Result<void> Update(const std::string& adapter, const std::optional<BluetoothServiceData>& data);
     // Forgets the advertisement. Call this when BlueZ has exited, because the advertisement has then ended.
     void Reset() { current_.reset(); }

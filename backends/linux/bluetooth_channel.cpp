@@ -40,7 +40,7 @@ struct Adapter {
     std::string addressType = "public";
 };
 
-// Returns the adapter's name, such as "hci0", from BlueZ's path.
+// Returns the adapter's name, such as "hci0". path: the adapter's D-Bus path.
 std::string NameOf(const std::string& path)
 {
     return path.substr(path.rfind('/') + 1);
@@ -92,7 +92,8 @@ private:
     [[nodiscard]] Result<void> ListAdapters();
     // Returns the adapter in use, or adapters_.end() if no adapter is on.
     std::map<std::string, Adapter>::const_iterator ChooseAdapter() const;
-    // Updates the advertisement and the scan, so that they match the token, the adapters and the current time.
+    // Updates the advertisement, the scan, the radio links and the state of Bluetooth. They depend on the token, the
+    // adapters, the seek handles and the current time.
     void Update();
     void ClaimUpkeep();
     void UpdateState(const Result<void>& done);
@@ -123,7 +124,7 @@ private:
     bool isKnown_ = false;  // whether the bus has reported whether BlueZ runs
     bool isRunning_ = false;
     bool hasListed_ = false;
-    std::map<std::string, Adapter> adapters_;  // keyed by BlueZ's path
+    std::map<std::string, Adapter> adapters_;  // keyed by D-Bus path
     milliseconds pause_{0};
     Tasks::Timer retry_;
     Tasks::Timer updateTimer_;

@@ -26,7 +26,7 @@ public:
     // bus and clock must outlive this object.
     BluetoothRadioLinks(Bus& bus, std::shared_ptr<BluetoothShared> shared, const Clock& clock);
 
-    // Sets the adapter in use. adapter: BlueZ's path; empty: no adapter is in use, so no radio link is disconnected.
+    // Sets the adapter in use. adapter: the adapter's D-Bus path; empty: no radio link is disconnected.
     void UseAdapter(const std::string& adapter) { adapter_ = adapter; }
     // Disconnects each radio link that has been unused for RADIO_LINK_LINGER. Call it when the callback of
     // BluetoothShared::SetOnUnused runs, and at the time that NextUpdate() returns. Blocks for at most 2 s, plus 0.1 s

@@ -27,7 +27,7 @@ public:
     }
 
     // Sets the adapter on which Update scans. If the adapter changes, all devices found before are reported as gone.
-    // adapter: BlueZ's path; empty: no adapter.
+    // adapter: the adapter's D-Bus path; empty: no adapter.
     void UseAdapter(const std::string& adapter);
     // Starts or stops the scan. isSought: whether to scan. If no scan runs, devices that were not heard for 30 s are
     // reported as gone. After an error, call Update again later.
@@ -35,8 +35,8 @@ public:
     // Returns the time at which Update must be called again; nullopt while a scan runs or no device is known.
     std::optional<SteadyTime> NextUpdate() const;
 
-    // Call this when BlueZ reports properties of a device. device: BlueZ's path. properties: all properties if the
-    // device is new, otherwise those that have changed.
+    // Call this when BlueZ reports properties of a device. device: the device's D-Bus path. properties: all properties
+    // if the device is new, otherwise those that have changed.
     void OnProperties(const std::string& device, const PropertyMap& properties);
     void OnRemoved(const std::string& device);
 
@@ -63,9 +63,9 @@ private:
     const SoftBus::AnnouncementChannel::Heard heard_;
     const Clock& clock_;
 
-    std::string adapter_;                    // BlueZ's path; empty: no adapter
+    std::string adapter_;                    // the adapter's D-Bus path; empty: no adapter
     bool isScanning_ = false;                // also true if BlueZ did not answer the last call to start or stop
-    std::map<std::string, Device> devices_;  // the devices of this account, by BlueZ's path
+    std::map<std::string, Device> devices_;  // the devices of this account, by D-Bus path
     QuviewDFX::LogLimit<std::string> logLimit_;
 };
 

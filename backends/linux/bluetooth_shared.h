@@ -18,7 +18,6 @@
 
 namespace Vexo::Linux {
 
-// The state of Bluetooth on this device.
 struct BluetoothState {
     Presence presence;   // Presence::reason is one sentence
     std::string advice;  // what the user can do; empty when nothing is wrong
@@ -40,8 +39,8 @@ public:
         const MutexLock lock(mutex_);
         return psm_;
     }
-    // Sets the address of the adapter in use. Called by the channel. Before the first call, Adapter() returns only
-    // zeros.
+    // Sets the address of the adapter in use. Called by the channel. Before the first call, Adapter() returns the
+    // default address, which means any adapter.
     void SetAdapter(const BluetoothAddress& address) EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);

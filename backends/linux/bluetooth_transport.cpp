@@ -27,8 +27,9 @@ constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 // The number of spare channels, which are opened in advance. To get online over another device, this device needs three
 // channels: one between the two daemons, one for the wake-up message, and one for the service. The second and the third
 // are spare channels. They are opened right after the first, because BlueZ opens its own channels on both sides of a
-// new radio link some hundred milliseconds later. If two channels of BlueZ have the same identifier, kernel 6.1
-// confuses them. It then rejects new channels for up to 40 s, or sends the data of one channel over the other.
+// new radio link some hundred milliseconds later. If a channel that one side opens later has the same identifier as a
+// channel that the other side opened, kernel 6.1 confuses the two channels. The kernel then rejects the next new
+// channel for up to 40 s, or sends the data of one channel over the other.
 constexpr size_t SPARES = 2;
 // How long an unused spare channel stays open. The peer closes a channel without authentication after a longer time
 // (LimitsOfAdmission).
@@ -93,7 +94,7 @@ public:
         });
     }
 
-    // Called instead of Start if a channel is already open. Passes this channel to the callback done.
+    // Called instead of Start if a channel is already open. The reactor later passes this channel to the callback.
     void StartWith(asio::io_context& reactor, Stream stream, Transport::Connected done)
     {
         done_ = std::move(done);

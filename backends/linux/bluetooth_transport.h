@@ -1,6 +1,6 @@
 // BluetoothTransport: the transport for LINK_TYPE_BR (link type 4). It uses connection-oriented L2CAP channels over
-// Bluetooth Low Energy. Devices need no pairing and no privilege, because the handshake proves the identity of the
-// peer. An address is, for example, "AA:BB:CC:DD:EE:FF/public/128" or "AA:BB:CC:DD:EE:FF/random/128"
+// Bluetooth Low Energy. The devices need no pairing, because the handshake proves the identity of the peer. The program
+// needs no privilege. An address is, for example, "AA:BB:CC:DD:EE:FF/public/128" or "AA:BB:CC:DD:EE:FF/random/128"
 // (bluetooth_address.h). Addresses are not stored, because devices change them. transport.h describes the threads.
 #pragma once
 
@@ -43,8 +43,8 @@ public:
     bool HasStableAddresses() const override { return false; }
     // Returns the address without the address type and without the channel number.
     std::string SourceOf(const std::string& from) const override { return from.substr(0, from.find('/')); }
-    // The limits are low, because a controller can hold only a few connections. ofSource equals connections, because a
-    // stranger with any number of addresses could evade a limit for each address.
+    // The limits are low, because a controller can hold only a few connections. One source may use all of them
+    // (AdmissionLimits::ofSource), because a stranger can evade a limit for each source with many addresses.
     SoftBus::AdmissionLimits LimitsOfAdmission() const override
     {
         return {.time = std::chrono::seconds(5), .connections = 4, .ofSource = 4, .ofMembers = 0};

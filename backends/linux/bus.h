@@ -2,8 +2,9 @@
 // the connection. After the bus restarts, it connects again and restores subscriptions and exported objects. A call
 // blocks the calling thread, at most for the limit of the call. Handlers run on the strand that the subscriber passed,
 // in the order of arrival. They never run inside a call, and no lock is held. No function throws an sdbus-c++
-// exception. An error's code is derived from the name of the D-Bus error (sd-bus-errors(3)), and its message begins
-// with that name and a colon. Any thread may use a Bus.
+// exception. If a call fails with a D-Bus error, Error::code is derived from the name of the D-Bus error
+// (sd-bus-errors(3)), and Error::message begins with that name and a colon. If a reply has another type than expected,
+// the error is ErrorCode::MALFORMED without such a name. Any thread may use a Bus.
 #pragma once
 
 #include <sdbus-c++/Message.h>
@@ -75,14 +76,14 @@ struct OwnObject {
     std::string path;
     std::string interface;
     std::vector<Property> properties;
-    // The methods by name. They have no arguments. A method runs after its reply was sent.
+    // The methods by name. They have no arguments. The reply to a call does not wait for the method.
     std::map<std::string, std::function<void()>> methods;
 };
 
 // The handle of a subscription or of an exported object. Destroying the handle ends the subscription or the export. The
-// destructor and End block until a handler that runs on another thread has returned, so a caller that holds a lock
-// which the handler acquires may deadlock. After the destructor or End has returned, no handler starts. A
-// default-constructed handle is empty.
+// destructor and End block until all work that is queued on the handler's strand has run, unless they are called on
+// this strand. So a caller that holds a lock which the work acquires may deadlock. After the destructor or End has
+// returned, no handler starts. A default-constructed handle is empty.
 class BusSubscription {
 public:
     BusSubscription() = default;

@@ -13,8 +13,8 @@ class Error;
 
 namespace Vexo::Linux {
 
-// Whether a call failed because no reply arrived. The caller then does not know whether the service has carried out the
-// requested operation.
+// Whether a call failed because the service sent no reply: the time limit passed, the bus is disconnected, or the
+// service does not run. The service may still have carried out the requested operation.
 inline bool IsNoAnswer(const Error& error)
 {
     return error.code == ErrorCode::TIMED_OUT || error.code == ErrorCode::UNAVAILABLE;

@@ -59,7 +59,7 @@ public:
     void OnAllForNow(const std::string& path);
     // Call this when Avahi's browser object has failed. The next Update then creates a new browser.
     void OnBrowserFailure(const std::string& path);
-    // Returns true until the browser has reported all existing services. During this time, the browser may still fail.
+    // Whether the browser runs but has not reported all existing services yet. Until then, the browser may still fail.
     bool IsPending() const { return isPending_; }
 
     // Reports all devices as gone. Call this when Avahi has exited.

@@ -1,7 +1,8 @@
 // DnsSdPublisher: announces this device through Avahi. A publication is an entry group, which is an object of Avahi.
-// Its instance names consist of the token and random characters, and its host name is random. So a publication reveals
-// neither the machine's host name nor an earlier publication. The old publication is freed after the new publication is
-// established. Used on the strand of the DNS-SD channel (dns_sd_channel.h). Calls block until Avahi answers.
+// Its instance names consist of the token and random characters, and its host name is random. So a publication does not
+// contain the machine's host name, and publications with different tokens have no name in common. The old publication
+// is freed after the new publication is established. Used on the strand of the DNS-SD channel (dns_sd_channel.h). Calls
+// block until Avahi answers.
 #pragma once
 
 #include <cstdint>

@@ -12,8 +12,8 @@ namespace {
 
 // How many connections the kernel queues. A few suffice, because this program accepts them at once.
 constexpr int BACKLOG = 4;
-// The most bytes that this side accepts in one message. The first message of the handshake (4,096 bytes with its
-// header) and the proof that follows it fit into few pieces of this size.
+// The most bytes that this side accepts in one L2CAP message. A client's proof and its first TLS record (at most 4,096
+// bytes with the header) fit into few L2CAP messages of this size.
 constexpr uint16_t RECEIVE_UNIT_BYTES = 2048;
 
 L2cap::SocketAddress KernelAddress(const BluetoothAddress& address)

@@ -65,8 +65,8 @@ void LinuxDevice::Begin()
     const std::shared_ptr<Bus>& bus = options_.bus;
     modems_ = std::make_shared<Modems>(bus, ReporterOf(MODEMS));
     coreService_ = MakeSptr<LinuxCoreService>(modems_);
-    // NetworkManager's signals report every outcome of an attempt except "SSID not found", so this outcome is published
-    // here.
+    // Every failed attempt is published here, because NetworkManager's signals do not report the failure "SSID not
+    // found". Connectivity publishes other failures too.
     const auto linkEnded = [this](Wifi::WifiLinkState state) {
         network_->OnStationChanged();
         if (state == Wifi::WifiLinkState::FAILED) {

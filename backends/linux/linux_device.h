@@ -42,7 +42,6 @@ struct LinuxDeviceOptions {
     uint16_t dnsPort = 53;                 // the port of the name servers that CheckOnline queries
 };
 
-// The state of one ability of the backend.
 struct AbilityState {
     int32_t id;
     Presence presence;
@@ -120,7 +119,7 @@ private:
 
     Tasks::Strand registrations_;  // own synchronisation
 
-    // The following members are created by Begin and not replaced afterwards.
+    // Begin creates the following objects. Stop destroys connectivity_, power_ and screen_. No object is replaced.
     std::vector<Ability> abilities_;
     std::shared_ptr<Modems> modems_;
     sptr<LinuxCoreService> coreService_;
