@@ -38,7 +38,10 @@ Result<std::unique_ptr<LinuxDevice>> LinuxDevice::Start(const LinuxDeviceOptions
     }
     std::unique_ptr<LinuxDevice> device(new LinuxDevice(options, std::move(registry)));
     // Begin runs on the strand, so reports of the daemons wait until Begin has returned.
-    device->registrations_.Post([&device] { device->Begin(); });
+    if (!device->registrations_.Post([&device] { device->Begin(); })) {
+        device->stopped_ = true;
+        return Fail(ErrorCode::SYSTEM, "cannot start a thread for the abilities of this machine");
+    }
     device->registrations_.Drain();
     device->WaitForFirstReports();
     device->hasStarted_ = true;
