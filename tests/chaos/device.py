@@ -2,6 +2,7 @@
 
 import json
 import os
+import pathlib
 import signal
 import struct
 import subprocess
@@ -9,7 +10,6 @@ import time
 
 STATE_SIZE = "384k"
 STOP_LIMIT_S = 10.0
-START_S = 2.0  # longest time until the daemon handles signals
 EVENT_BYTES, EVENT_FILES = 65536, 2
 
 
@@ -37,7 +37,7 @@ class Device:
         self.disturbed = 0          # how many faults of its files may prevent a start now
         self.was_disturbed = False  # whether there was one since the daemon was started
         self.is_early_end = False   # whether SIGTERM came before the daemon could handle it
-        self.start_at = self.started = 0.0
+        self.start_at = 0.0
 
     def environment(self):
         return {**os.environ, "LD_PRELOAD": str(self.world.build / "test-bin/chaos_clock.so"),
@@ -58,7 +58,7 @@ class Device:
                    self.folder / "distnetd.json"]
         with open(self.log, "ab") as log, open(self.output, "ab") as output:
             self.process = subprocess.Popen(command, stdout=output, stderr=log, env=self.environment(), cwd=self.folder)
-        self.frozen, self.stop_deadline, self.started = 0, None, time.monotonic()
+        self.frozen, self.stop_deadline = 0, None
         self.was_disturbed, self.is_early_end = self.disturbed > 0, False
 
     def kill(self):
@@ -76,10 +76,16 @@ class Device:
         if self.process is None or self.process.poll() is not None or self.stop_deadline is not None:
             return False
         self.is_wanted = False
+        self.is_early_end = not self.handles_sigterm()
         self.process.send_signal(signal.SIGTERM)
-        self.is_early_end = time.monotonic() < self.started + START_S
         self.stop_deadline = time.monotonic() + STOP_LIMIT_S
         return True
+
+    def handles_sigterm(self):
+        """Returns whether the daemon handles SIGTERM yet. It does so from the moment at which it blocks the signal."""
+        status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text(encoding="ascii")
+        blocked = next(line.split()[1] for line in status.splitlines() if line.startswith("SigBlk:"))
+        return bool(int(blocked, 16) & 1 << signal.SIGTERM - 1)
 
     def begin_disturbance(self):
         self.disturbed += 1
