@@ -18,6 +18,8 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 
 constexpr const char* UPLINK = "uplink";
+// The first byte of the service's request to open the hotspot. The other messages of the service ask for nothing.
+constexpr char START_HOTSPOT = 3;
 
 // A visitor that serves a request of the device with the given network id.
 struct Server {
@@ -129,6 +131,11 @@ QuviewDFX::HealthCheck NetworkUse::CheckUplink() const
 SoftBus::PeerRefusal NetworkUse::Admit(const std::string& networkId)
 {
     return sharing_->Admit(networkId);
+}
+
+bool NetworkUse::IsRequest(std::string_view message) const
+{
+    return message.starts_with(START_HOTSPOT);
 }
 
 void NetworkUse::OnRefusedBy(const std::string& networkId, SoftBus::PeerRefusal why)

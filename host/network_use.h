@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/account_link.h"
@@ -40,6 +41,7 @@ public:
     const std::shared_ptr<Sharing>& GetSharing() const { return sharing_; }
 
     SoftBus::PeerRefusal Admit(const std::string& networkId) override;
+    bool IsRequest(std::string_view message) const override;
     void OnRefusedBy(const std::string& networkId, SoftBus::PeerRefusal why) override;
 
     // Returns the check of `distnetctl doctor` that says which of this device's networks other devices could use.

@@ -89,9 +89,10 @@ const char* CollaborationServer::HandleData(int32_t sessionId, std::string bytes
         const MutexLock lock(mutex_);
         session = Use(sessionId);
     }
-    // Ask the policy again for each message of a session that the peer opened, because the owner may have changed the
-    // rules since the session was opened.
-    if (session && session->inbound && Admit(session->networkId) != COLLABORATION_OK) {
+    // Ask the policy for each message, because the owner may have changed the rules since the session was opened. The
+    // answers of a device that this device has asked need no permission.
+    const bool isAnswer = session && !session->inbound && (policy_ == nullptr || !policy_->IsRequest(bytes));
+    if (session && !isAnswer && Admit(session->networkId) != COLLABORATION_OK) {
         return "a message that the owner's rules refuse";
     }
     return !session || session->data->Received(std::move(bytes)) ? nullptr : "one undelivered message too many";

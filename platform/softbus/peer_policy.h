@@ -1,11 +1,12 @@
 // PeerPolicy: decides whether another device of the account may use the service of this device. The platform asks the
-// policy when the other device starts the service, opens a session to this device, or sends data. The policy answers at
-// once, so the other device never waits for a person. The host provides the policy. Without a policy every member of
-// the account may use the service.
+// policy when the other device starts the service, opens a session to this device, or sends data to the service. The
+// policy answers at once, so the other device never waits for a person. The host provides the policy. Without a policy
+// every member of the account may use the service.
 #pragma once
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "platform/base/named_values.h"
 #include "platform/base/nocopyable.h"
@@ -48,6 +49,10 @@ public:
     // other device may not. May start to ask the owner of this device. Called on the reactor thread and on threads of
     // the elastic pool. Must not block.
     virtual PeerRefusal Admit(const std::string& networkId) = 0;
+    // Returns whether a message requests something from the service of this device, for example that it opens the
+    // hotspot. In a session that this device has opened, the platform calls Admit only for such messages: all others
+    // are answers. Called on the reactor thread and on session strands. Must not block.
+    virtual bool IsRequest(std::string_view message) const = 0;
     // Called when the device with that network id has refused to start its service for this device, or to open a
     // session with this device. The caller on this device gets the error after this call. Called on the reactor thread
     // and on the thread of StartCollaboration. Must not block.

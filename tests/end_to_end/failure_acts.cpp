@@ -59,6 +59,18 @@ Act TabletAnswers(const std::string& frame, Lacks lacks)
     };
 }
 
+int32_t TabletAsksInTurn(Stage& stage)
+{
+    stage.BringTablet(Lacks::NOTHING);
+    const Finished denied = stage.laptop.Ctl({"share", "deny", "tablet", "--never"});
+    EXPECT_EQ(denied.exitCode, 0) << denied.output;
+    stage.tablet->AnswerWith(REQUEST);
+    stage.peer = stage.tablet->NetworkId();
+    const int32_t code = Start(stage);
+    EXPECT_EQ(stage.laptop.Log().find("HandleMessageStartHotSpot start"), std::string::npos);
+    return code;
+}
+
 Act TabletSends(const std::string& message, bool waits)
 {
     return [=](Stage& stage) {

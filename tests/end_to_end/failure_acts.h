@@ -41,6 +41,10 @@ int32_t Start(Stage& stage);
 // The laptop asks a tablet for its hotspot, and the tablet answers with this frame.
 Act TabletAnswers(const std::string& frame, Lacks lacks = Lacks::NOTHING);
 
+// The owner of the laptop does not let the tablet use the laptop's network. The laptop asks the tablet for its hotspot.
+// Instead of an answer, the tablet sends a request for the laptop's hotspot. The laptop's service must not receive it.
+int32_t TabletAsksInTurn(Stage& stage);
+
 // The laptop asks the phone for its hotspot, which starts the service of the phone. Then a tablet sends this message
 // and a start-hotspot request to the phone. waits: whether the tablet waits for the answer before the tablet closes the
 // session.

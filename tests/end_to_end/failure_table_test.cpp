@@ -251,6 +251,11 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"AnswerTwoBytes", TabletAnswers("\4\1"),
             NotServed("OnBytesReceived param check failed|SendStartHotspotMessage wait over time|")},
         Row{"AnswerUnknownType", TabletAnswers("\11\2\1"), SILENT},
+        Row{"AnswerIsRequest", TabletAsksInTurn,
+            Outcome{DISTNET_ERR_LINK,
+                    Event("NETMANAGER", "NET_SHARE_DECIDED", 4, "*") + ASKED +
+                        Event("NETMANAGER", "NET_SHARE_REFUSED", 4, "*") + StartFails(-96, "request error"),
+                    SILENT.laptop}},
         Row{"RequestTwoBytes", TabletSends("\3\2"), Succeeds("", "OnBytesReceived param check failed|")},
         Row{"RequestHello", TabletSends(std::string("\1\2\0\3", 4)), Succeeds()},
         Row{"RequestUnknownType", TabletSends("\11\2\1"), Succeeds()},

@@ -12,6 +12,8 @@ namespace Vexo::Tests {
 
 class FakePeerPolicy : public SoftBus::PeerPolicy, public Trail<std::string> {
 public:
+    static constexpr std::string_view REQUEST = "do something";  // the only message that IsRequest accepts
+
     std::atomic<SoftBus::PeerRefusal> answer{SoftBus::PeerRefusal::NONE};
 
     SoftBus::PeerRefusal Admit(const std::string& networkId) override
@@ -19,6 +21,7 @@ public:
         Add("admit " + networkId);
         return answer;
     }
+    bool IsRequest(std::string_view message) const override { return message == REQUEST; }
     void OnRefusedBy(const std::string& networkId, SoftBus::PeerRefusal why) override
     {
         Add("refused " + networkId + " " + std::to_string(static_cast<int>(why)));

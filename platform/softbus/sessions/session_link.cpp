@@ -217,12 +217,9 @@ void Sessions::SessionLink::OnFrame(FrameKind kind, std::string payload)
     }
 }
 
-// Asks the PeerPolicy again for each message of an inbound session, because the owner may have changed the rules since
-// the session was opened.
 void Sessions::SessionLink::OnData(std::string payload)
 {
-    const SessionRequest& request = session_->Request();
-    if (request.outbound || sessions_.AskPolicy(request.peerNetworkId, request.serverName) == PeerRefusal::NONE) {
+    if (sessions_.MayDeliver(session_->Request(), payload)) {
         session_->DeliverBytes(std::move(payload), link_);
         if (sessions_.context_.limitsMessages) {
             Pace();

@@ -118,6 +118,12 @@ PeerRefusal Sessions::AskPolicy(const std::string& peerNetworkId, const std::str
     return refusal;
 }
 
+bool Sessions::MayDeliver(const SessionRequest& request, std::string_view message)
+{
+    const bool isAnswer = request.outbound && (context_.policy == nullptr || !context_.policy->IsRequest(message));
+    return isAnswer || AskPolicy(request.peerNetworkId, request.serverName) == PeerRefusal::NONE;
+}
+
 void Sessions::Accept(const std::shared_ptr<Link>& link, const struct Open& open, std::shared_ptr<SessionServer> server)
 {
     if (!context_.account.IsMember(link->PeerNetworkId())) {

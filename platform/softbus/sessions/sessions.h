@@ -10,6 +10,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/base/nocopyable.h"
@@ -74,6 +75,9 @@ private:
     size_t CountOpenedBy(const std::string& peerNetworkId) const;
     // Asks the PeerPolicy whether the peer may use this session server. Logs a refusal.
     PeerRefusal AskPolicy(const std::string& peerNetworkId, const std::string& serverName);
+    // Decides whether the session's callback receives a message from the peer. Asks the PeerPolicy for each message,
+    // because the owner may have changed the rules since the session was opened.
+    bool MayDeliver(const SessionRequest& request, std::string_view message);
     void Accept(const std::shared_ptr<Link>& link, const struct Open& open, std::shared_ptr<SessionServer> server);
     void CountPending() { pendingCount_ = links_.size() + waitingPeers_.size() - openCount_.load(); }
 

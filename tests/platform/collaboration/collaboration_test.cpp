@@ -161,6 +161,21 @@ TEST_F(CollaborationTest, RefusedStartWakesNothingAndReportsReasonToStarter)
     EXPECT_EQ(policy.Take(), (std::vector<std::string>{"admit " + peer}));
 }
 
+TEST_F(CollaborationTest, RefusedPeerMayAnswerButNotRequest)
+{
+    const int32_t session = Started();
+    const int32_t peerSession = bus->Other(session);
+    const auto here = Register(session);
+    const auto there = Register(peerSession);
+    ASSERT_TRUE(Eventually([&] { return here->ready == 1 && there->ready == 1; }));
+    policy.answer = SoftBus::PeerRefusal::NOT_ALLOWED;
+    EXPECT_EQ(Send(peerSession, "answer"), COLLABORATION_OK);
+    EXPECT_TRUE(here->Heard({"answer"}));
+    EXPECT_EQ(Send(peerSession, std::string(Vexo::Tests::FakePeerPolicy::REQUEST)), COLLABORATION_OK);
+    EXPECT_TRUE(Eventually([] { return Running().empty(); }));
+    EXPECT_TRUE(here->Heard({"answer"}));
+}
+
 TEST_F(CollaborationTest, UnusedSessionExpiresOnBothSides)
 {
     for (int use = 0; use < 3; ++use) {

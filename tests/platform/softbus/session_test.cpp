@@ -177,6 +177,20 @@ TEST_F(SessionTest, RefusedOpenerGetsReasonBeforeOpenedCallback)
     EXPECT_TRUE(atPhone.All().empty() || atPhone.All().front().kind == Kind::CLOSED);
     EXPECT_EQ(log.Count("refused by the owner's rules: OWNER_ASKED"), 1u);
     EXPECT_EQ(log.Count("refused by the owner's rules"), 1u) << "one line a minute";
+    // In a session that this device has opened, a device that the rules refuse may answer, but not request anything.
+    atPhone.WaitFor(Kind::CLOSED);
+    atPhone.Clear();
+    servers.answer = PeerRefusal::NONE;
+    openers.answer = PeerRefusal::NOT_ALLOWED;
+    const int own = watch->OpenSession(NAME, NAME, tabletIdentity.networkId, ByteSession());
+    ASSERT_EQ(atLaptop.WaitFor(Kind::OPENED, own).result, SOFTBUS_OK);
+    const int theirs = atPhone.WaitFor(Kind::OPENED).id;
+    ASSERT_EQ(tablet->SendBytes(theirs, "answer", 6), SOFTBUS_OK);
+    EXPECT_EQ(atLaptop.WaitFor(Kind::BYTES, own).bytes, "answer");
+    const std::string_view request = Vexo::Tests::FakePeerPolicy::REQUEST;
+    ASSERT_EQ(tablet->SendBytes(theirs, request.data(), static_cast<unsigned>(request.size())), SOFTBUS_OK);
+    atLaptop.WaitFor(Kind::CLOSED, own);
+    EXPECT_EQ(atLaptop.Count(Kind::BYTES, own), 1u);
 }
 
 TEST_F(SessionTest, PlainFunctionsCheckArgumentsAndCallAbility)
