@@ -85,9 +85,9 @@ std::string Rfc3339Seconds(std::time_t seconds)
 
 std::string Rfc3339(std::chrono::system_clock::time_point time)
 {
-    const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
-    std::string text = Rfc3339Seconds(milliseconds / 1000);
-    std::string fraction = std::to_string(milliseconds % 1000);
+    const auto second = std::chrono::floor<std::chrono::seconds>(time);
+    std::string text = Rfc3339Seconds(second.time_since_epoch().count());
+    std::string fraction = std::to_string(std::chrono::floor<std::chrono::milliseconds>(time - second).count());
     fraction.insert(0, 3 - fraction.size(), '0');
     return text.insert(text.size() - 1, "." + fraction);
 }
