@@ -103,8 +103,7 @@ inline JsonKeyOptions Required(std::string meaning = "")
     return {.meaning = std::move(meaning), .isRequired = true};
 }
 
-// The JSON text does not contain a key with this option when the key's value equals the value in a default-constructed
-// object.
+// A key with this option is not written to JSON while its value equals the value in a default-constructed object.
 inline JsonKeyOptions OmittedByDefault(std::string meaning = "")
 {
     return {.meaning = std::move(meaning), .isOmittedByDefault = true};
@@ -150,11 +149,11 @@ public:
     const std::vector<JsonKey>& Keys() const& { return this->Shape()->keys; }
     const std::vector<JsonKey>& Keys() const&& = delete;  // the reference would outlive a temporary table
 
-    // Returns the value of one key in the form in which a person would type it, such as on, 12 or garden. A secret is
+    // Returns the value of one key as a person would type it (a text without quotes): true, 12 or garden. A secret is
     // returned in full.
     std::string Typed(const JsonKey& key, const Object& object) const { return TypedValue(key, &object); }
-    // Sets one key from text that a person typed. After an error a list may have lost its elements; any other value is
-    // unchanged. Does not call the table's function check.
+    // Sets one key from text that a person typed. After an error, the elements of a list may have changed; any other
+    // value is unchanged. Does not call the table's function check.
     [[nodiscard]] Result<void> SetTyped(Object& object, std::string_view name, std::string_view typed) const
     {
         return SetTypedValue(*this->Shape(), &object, name, typed);

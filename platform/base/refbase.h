@@ -1,7 +1,7 @@
 // Intrusive reference counting: RefBase is the counted base class, and sptr<T> is the owning pointer. The counts are
 // atomic, so any thread may copy and release an sptr to the same object. Access to the object itself is not
-// synchronised. An object with several interfaces inherits RefBase virtually from each of them. A static object that
-// must outlive every sptr is "pinned": call IncStrongRef() once and never release that reference.
+// synchronised. Each interface inherits RefBase virtually, so that an object with several interfaces has one count. A
+// static object that must outlive every sptr is "pinned": call IncStrongRef() once and never release that reference.
 #pragma once
 
 #include <atomic>

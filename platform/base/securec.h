@@ -1,5 +1,6 @@
 // Bounded copy and fill: a call fails, and copies or fills nothing, when the count exceeds the size of the destination.
-// The functions behave as in C11 Annex K, but call no constraint handler. The functions are thread-safe.
+// Unlike in C11 Annex K, a failed call leaves the destination unchanged and calls no constraint handler. The functions
+// are thread-safe.
 #pragma once
 
 #include <cstddef>

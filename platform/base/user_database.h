@@ -9,11 +9,12 @@
 
 namespace Vexo {
 
-// FindUser and FindGroup return nullopt for an unknown name.
+// FindUser and FindGroup return nullopt if the name is unknown or the lookup fails.
 std::optional<uid_t> FindUser(const std::string& name);
 std::optional<gid_t> FindGroup(const std::string& name);
 
-// UserName and GroupName return the name of a user or group, or the number as text when the number has no name.
+// UserName and GroupName return the name of a user or group. If the number has no name or the lookup fails, they return
+// the number as text.
 std::string UserName(uid_t user);
 std::string GroupName(gid_t group);
 

@@ -38,9 +38,9 @@ std::string EscapeBytes(std::string_view bytes);
 // backslash that does not begin an escape.
 [[nodiscard]] Result<std::string> UnescapeBytes(std::string_view text);
 
-// Makes JSON text safe to print. Hidden characters from DEL upwards become \uNNNN, which a JSON parser reads as the
-// same character. Bytes that are not valid UTF-8 are escaped inside their JSON string, and a JSON parser reads them as
-// the text \xNN.
+// Makes JSON text safe to print. The characters from DEL upwards that EscapeHidden escapes become \uNNNN, which a JSON
+// parser reads as the same character. Bytes that are not valid UTF-8 are escaped inside their JSON string, and a JSON
+// parser reads them as the text \xNN.
 std::string EscapeJson(std::string_view json);
 
 // Returns the number of code points in the text. Each byte that is not valid UTF-8 counts as one code point.

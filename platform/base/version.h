@@ -1,4 +1,4 @@
-// The version of this build, for --version, the daemon's first log line and the host's status answer. The top
+// The version of this build, for --version, the daemon's first log line and the daemon's status answer. The top
 // CMakeLists.txt sets the number. Any thread may call the function.
 #pragma once
 

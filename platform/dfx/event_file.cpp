@@ -28,7 +28,7 @@ uint64_t SizeOf(const std::filesystem::path& file)
 }
 
 // Returns the number of bytes up to the end of the last whole line. size: how many bytes of the file are searched.
-// Returns size if the file cannot be read.
+// Searches from the end. If a read fails, the bytes that were not searched yet count as whole lines.
 uint64_t BytesOfWholeLines(int fd, uint64_t size)
 {
     std::array<char, SEARCH_BYTES> buffer{};
@@ -149,7 +149,7 @@ void EventFile::Rotate()
     }
     (void)::fdatasync(current_.Get());
     for (size_t n = options_.files - 1; n > 0; --n) {
-        // The file may be missing. Readers then skip its number.
+        // The result is ignored, because the file may be missing. Read skips missing files.
         (void)::rename(PathOf(n - 1).c_str(), PathOf(n).c_str());
     }
     if (::rename(next.c_str(), options_.file.c_str()) != 0) {
@@ -189,6 +189,9 @@ bool EventFile::ReadPiece(uint64_t at, size_t maxBytes, EventPage& page) const
     }
     const uint64_t size = file > 0 ? olderBytes_[file - 1] : currentBytes_;
     const UniqueFd older(file > 0 ? ::open(PathOf(file).c_str(), O_RDONLY | O_CLOEXEC) : -1);
+    if (file > 0 && !older) {
+        return false;
+    }
     page.lines.resize(static_cast<size_t>(std::min<uint64_t>(maxBytes, size - (at - start))));
     const ssize_t got = ::pread(file > 0 ? older.Get() : current_.Get(), page.lines.data(), page.lines.size(),
                                 static_cast<off_t>(at - start));
@@ -196,8 +199,8 @@ bool EventFile::ReadPiece(uint64_t at, size_t maxBytes, EventPage& page) const
         return false;
     }
     page.lines.resize(static_cast<size_t>(got));
-    // Text without a newline was not written by this class. Such text is returned unchanged, so that the reader's
-    // cursor moves on.
+    // If the text contains no newline, maxBytes is smaller than the line, or this class did not write the text. Such
+    // text is returned unchanged, so that the reader's cursor moves on.
     if (const size_t newline = page.lines.rfind('\n'); newline != std::string::npos) {
         page.lines.resize(newline + 1);
     }

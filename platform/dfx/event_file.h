@@ -45,8 +45,9 @@ public:
     // Returns 0. Returns a negative code if the event is lost. The file then contains no part of the event.
     int32_t Write(const SysEventRecord& record) noexcept override EXCLUDES(mutex_);
 
-    // Returns at most maxBytes of the lines after the cursor. Blocks until at least one line exists. limit: the longest
-    // time to block. Fails if the cursor is beyond the last event, or if the file cannot be read.
+    // Returns at most maxBytes of the lines after the cursor. Cuts only a line that is longer than maxBytes. Blocks
+    // until at least one line exists. limit: the longest time to block. Fails if the cursor is beyond the last event,
+    // or if the file cannot be read.
     [[nodiscard]] Result<EventPage> Read(uint64_t cursor, size_t maxBytes, std::chrono::milliseconds limit)
         EXCLUDES(mutex_);
 

@@ -21,7 +21,7 @@ namespace {
 constexpr const char* IDENTIFIER = "SYSLOG_IDENTIFIER=distnetd";
 constexpr int NOT_TAKEN = -4;
 
-// The header of libsystemd defines a macro of this name that adds the source location. dlsym needs the function itself.
+// libsystemd's header also defines a macro of this name, which adds the source location. This code uses the function.
 #undef sd_journal_sendv
 using SendFields = decltype(&sd_journal_sendv);
 

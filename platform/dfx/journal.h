@@ -1,4 +1,4 @@
-// Sinks that write log lines and system events to the systemd journal, as fields that journalctl can filter. The host
+// Sinks that write log lines and system events to the systemd journal, as fields that journalctl can filter. distnetd
 // makes the sinks at start. On which threads they are called: sinks.h. libsystemd is loaded when the first sink is
 // made, so the daemon also runs on machines without systemd. See systemd.journal-fields(7) and sd_journal_sendv(3).
 #pragma once

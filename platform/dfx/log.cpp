@@ -32,14 +32,14 @@ std::atomic<LogLevel> g_level{LogLevel::INFO};
 
 constinit NeverDestroyed<SinkHolder<LogSink>> g_sink;
 
-// Limits how many lines one log call writes in a second (SetLogLineLimit). The log calls are hashed to a fixed number
-// of counters, so two log calls may share a counter and its limit.
+// Limits how many lines one log statement writes in a second (SetLogLineLimit). The statements are hashed to a fixed
+// number of counters, so two statements may share a counter and its limit.
 class LineLimit {
 public:
     void Set(uint32_t linesPerSecond) noexcept { limit_.store(linesPerSecond, std::memory_order_relaxed); }
 
-    // Returns nullopt if the line must be left out. Otherwise returns how many lines of this call were left out since
-    // its last line. format: identifies the log call, because each call has its own literal.
+    // Returns nullopt if the line must be left out. Otherwise returns how many lines were left out since the last line
+    // of this counter. format: the address identifies the log statement; equal texts may have the same address.
     std::optional<uint32_t> Admit(const char* format) noexcept
     {
         const uint32_t limit = limit_.load(std::memory_order_relaxed);

@@ -1,7 +1,8 @@
 // Sinks: objects that write log lines, system events or trace calls. The process has one sink for each of the three
-// kinds. The host sets the sinks at start, and tests set their own. A sink is called on any thread, possibly on several
-// threads at once. A sink must not block for long and must not log. Without a sink, log lines are written to standard
-// error, and events and trace calls are discarded.
+// kinds. At start, distnetd sets the sinks for log lines and events. TraceRecorder is the trace sink while it records.
+// Tests set their own. A sink is called on any thread, possibly on several threads at once. A sink must not block for
+// long and must not log. Without a sink, log lines are written to standard error, and events and trace calls are
+// discarded.
 #pragma once
 
 #include <chrono>
@@ -20,8 +21,8 @@ namespace Vexo::QuviewDFX {
 struct LogRecord {
     LogLevel level;
     LogLabel label;
-    // One formatted line, which is safe to show. Private arguments are masked, and hidden characters and invalid UTF-8
-    // are escaped. Valid during the call only.
+    // One formatted line, which is safe to show: private arguments are masked, and text arguments are escaped (log.h).
+    // Valid during the call only.
     std::string_view message;
 };
 
@@ -67,9 +68,9 @@ void SetTraceSink(std::shared_ptr<TraceSink> sink);
 // Records below this level are dropped before they are formatted. Default: INFO.
 void SetLogLevel(LogLevel level) noexcept;
 
-// Sets how many lines each log call of the source code may write in a second. Further lines are left out, and the next
-// line of that call says how many. So a peer or a client that causes a line with each message cannot fill the disk.
-// 0: no limit, which is the default.
+// Sets how many lines each log statement of the source code may write in a second. Further lines are left out, and the
+// statement's next line gives their number. So a peer or a client that causes a line with each message cannot fill the
+// disk. 0: no limit, which is the default.
 void SetLogLineLimit(uint32_t linesPerSecond) noexcept;
 
 // Makes a sink that writes each line to standard error with one write(2). A line looks like

@@ -45,8 +45,8 @@ public:
     explicit TraceRecorder(std::string processName, const Clock& clock = Clock::System());
 
     // Starts a recording and returns its number, from 1 on. Returns 0 if MAX_RECORDINGS are running. limit: the
-    // recording ends by itself after this time, or after RECORDING_LIMIT if that is shorter. detached: the recording
-    // may outlive the client that started it, because Stop finds it without its number.
+    // recording ends by itself after this time, or after RECORDING_LIMIT if that is shorter. detached: Stop can find
+    // the recording without its number, after the client that started the recording has ended.
     uint32_t Start(std::chrono::milliseconds limit, bool detached) EXCLUDES(mutex_);
 
     // Stops a recording if it still runs, and returns a part of its text. The call that returns the last part deletes

@@ -27,8 +27,8 @@ inline constexpr size_t MAX_ACCOUNT_NAME = 64;  // bytes; the upper bound of a c
 // account with the name deviceName. If the folder contains an account's key already, the function does not create
 // another account. In that case the function creates the missing certificate or link key of this device, and
 // accountName must be the name of the existing account.
-// Returns ALREADY_EXISTS when the device has an account and nothing is missing, or when the key belongs to an account
-// with another name.
+// Returns ALREADY_EXISTS when the device has an account and nothing is missing, when the device does not hold the key
+// of its account, or when the key in the folder belongs to an account with another name.
 [[nodiscard]] Result<void> CreateAccount(const std::filesystem::path& folder, const std::string& accountName,
                                          const std::string& deviceName);
 
@@ -61,8 +61,9 @@ std::string FreeName(const AccountState& state, const std::string& name);
 
 // Installs an answer that Admit returned. A device that lacks only its link key accepts an answer of its own account.
 // Errors:
-//   MALFORMED: the text is not an answer, or is damaged
-//   UNTRUSTED: the answer is encrypted for another device's key, or the account's key did not sign it
+//   MALFORMED: the text is not an answer, is damaged, or has a newer format
+//   UNTRUSTED: the answer is for another device's key, or the account's key did not sign it
+//   UNTRUSTED: the certificates, link keys and state in the answer do not belong together
 //   INVALID_ARGUMENT: the account's state in the answer has a newer format
 //   EXPIRED: a certificate in the answer is not valid now
 //   ALREADY_EXISTS: this device has an account, or an account's key
